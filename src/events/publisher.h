@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "api/tarni.h"
+#include "events/event.h"
+
+namespace tarni {
+
+// Hands events from the threads that learn of them to the callbacks of the
+// application. A thread of its own delivers them, in the order in which they
+// were published, with no lock held.
+//
+// One per finder, shared by the finder and its topology-manager client. All
+// public operations may be called from any thread, also from a callback.
+// Destroyed by whoever drops the last reference; events not yet delivered are
+// dropped with it.
+class Publisher {
+ public:
+  using Callback = std::function<void(usb_event_info)>;
+
+  Publisher();
+  ~Publisher();
+  Publisher(const Publisher&) = delete;
+  Publisher& operator=(const Publisher&) = delete;
+
+  // Any number goes as a type, and a callback may be subscribed more than once.
+  void subscribe(EventType type, Callback callback);
+  void subscribe_to_all(Callback callback);
+
+  // Queues an event and wakes the delivery thread. An empty pointer only wakes.
+  void publish(std::shared_ptr<Event> event);
+
+ private:
+  bool wait_for_publish();
+  void pub_worker();
+  void deliver_queued();
+  std::shared_ptr<Event> take_front();
+  void dispatch_callback(std::shared_ptr<Event> event);
+  void invoke(const Callback& callback, const Event& event);
+  bool queue_is_empty() const;
+  std::vector<Callback>* find_subscribers(EventType type);
+  bool is_running() const;
+
+  // Pushed to and popped from under publish_mutex; queue_is_empty() looks at it
+  // without.
+  std::deque<std::shared_ptr<Event>> event_queue;
+  std::condition_variable publish_cv;
+  // Set by publish(), cleared by wait_for_publish(), both under publish_mutex.
+  std::atomic<bool> published{false};
+  std::mutex publish_mutex;
+  // Written under publish_mutex; find_subscribers() looks at it without.
+  std::map<EventType, std::vector<Callback>> subscribers;
+  std::thread worker;
+  // Cleared by the destructor without a lock; see is_running().
+  bool running = true;
+};
+
+}  // namespace tarni
