@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "finder/ifinder.h"
+
+struct nl_msg;
+struct nl_sock;
+struct nlmsgerr;
+struct sockaddr_nl;
+
+namespace tarni {
+
+// The client of the kernel's USB topology manager: registers over a raw netlink
+// socket, waits for notifications, publishes each as an event and acknowledges
+// it, and asks for the current draw. Owned by one finder.
+//
+// Threads: one thread at a time waits, and runs the receive callback while it
+// does (during init an asynchronous one, afterwards the finder's listening
+// thread). get_total_currentdraw may be called from any thread, disconnect from
+// any one thread.
+//
+// Shutdown. Closing a finder may catch the waiting thread anywhere: in poll,
+// inside libnl, about to acknowledge. So the socket is shared. Each pass of
+// wait_for_topologymgr takes a reference of its own before it asks for the
+// descriptor, and acknowledges through that reference; a query does the same.
+// disconnect first fires the eventfd and then gives up the client's reference.
+//  - No pass uses a freed or closed socket: the last reference closes it, and a
+//    pass that runs holds one.
+//  - No pass polls a descriptor that was closed and given to something else: it
+//    takes the descriptor from the socket that it holds.
+//  - No pass uses a null socket: one that starts too late to get a reference
+//    polls the eventfd alone, which fired before the reference went, and returns.
+//  - The wait ends promptly: the eventfd stays readable for good, and a pass that
+//    is reading reads one batch, from a descriptor that never blocks.
+// `sock` is read and replaced by the atomic operations for shared pointers, so
+// that no lock is held across a wait.
+class FinderTPMgr : public IFinder {
+ public:
+  explicit FinderTPMgr(int protocol);
+  ~FinderTPMgr() override;
+
+  int init(std::shared_ptr<Publisher> pub) override;
+  int wait_for_status_change() override;
+  int disconnect() override;
+  int get_total_currentdraw() override;
+
+ private:
+  using SharedSocket = std::shared_ptr<nl_sock>;
+
+  int prepare_socket();
+  int connect();
+  int register_with_topologymgr();
+  int timed_wait_for_topologymanager(int seconds);
+  int wait_for_topologymgr();
+  bool wait_pass();
+  void read_batch(nl_sock* socket);
+  int query_currentdraw();
+  void close_terminator();
+
+  static int nl_cb_wrapper(nl_msg* msg, void* arg);
+  static int nl_err_cb_wrapper(sockaddr_nl* address, nlmsgerr* error, void* arg);
+  int receive_msg_callback(nl_msg* msg);
+  int message_parser(char* in, char* out);
+  void take_currentdraw(const char* in);
+  void store_currentdraw(int value);
+  std::string construct_sys_path(char* name);
+
+  std::shared_ptr<Publisher> publisher;  // set by init, before any thread waits
+  SharedSocket sock;                     // see the class comment
+  // Descriptor of `sock`. Passes take theirs from the socket that they hold.
+  int nl_fd = -1;
+  const int protocol;
+  bool registered = false;  // written by init alone, before the listening thread
+  int terminator_efd = -1;
+  // The answer to a current-draw query, on its way from the waiting thread to the
+  // one that asked. Guarded by mtx but for store_currentdraw().
+  int total_currentdraw;
+  std::mutex mtx;
+  std::condition_variable cv;
+  // The socket that the waiting thread reads from, for the receive callback, which
+  // runs inside that read. Touched by that thread alone.
+  nl_sock* reading_sock = nullptr;
+};
+
+}  // namespace tarni
