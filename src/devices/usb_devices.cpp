@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+#include "devices/usb_devices.h"
+
+#include <libusb.h>
+
+#include "base/log.h"
+#include "devices/usb_device_info.h"
+
+namespace tarni {
+
+UsbDevices::UsbDevices(Unopened) {}
+
+UsbDevices::UsbDevices() : UsbDevices(Unopened()) {
+  if (libusb_init(&ctx) < 0) return;
+  initialised = true;  // before loading, so that the context is closed should that throw
+  load_devices();
+}
+
+// Closes the context before the descriptions give back their devices. libusb
+// allows that from 1.0.26 on: it detaches the devices that are left, which the
+// descriptions that outlive the snapshot need in any case.
+UsbDevices::~UsbDevices() {
+  destroy();
+}
+
+int UsbDevices::load_devices() {
+  libusb_get_device_list(ctx, &devlist);
+  populate_device_info();
+  destroy_devlist();
+  return 0;
+}
+
+int UsbDevices::refresh_devicelist() {
+  return load_devices();
+}
+
+// None is left out: hubs, root hubs and devices that cannot be read count too.
+void UsbDevices::populate_device_info() {
+  if (!devlist) return;
+  for (libusb_device** device = devlist; *device; ++device) {
+    devices.push_back(std::make_shared<UsbDeviceInfo>(*device));
+  }
+}
+
+std::shared_ptr<UsbDeviceInfo> UsbDevices::find_device(std::string sysfs_path) const {
+  for (const auto& device : devices) {
+    if (device->is_sys_path_match(sysfs_path)) return device;
+  }
+  return nullptr;
+}
+
+int UsbDevices::dump_info() const {
+  log("[UDF] Total number of USB devices found : %d\n", static_cast<int>(devices.size()));
+  int index = 0;
+  int result = 0;
+  for (const auto& device : devices) {
+    log("[UDF] USB DEVICE %d\n", index++);
+    result = device->dump_info();
+  }
+  return result;
+}
+
+void UsbDevices::destroy_devlist() {
+  if (!devlist) return;
+  libusb_free_device_list(devlist, 1);
+  devlist = nullptr;
+}
+
+void UsbDevices::destroy() {
+  destroy_devlist();
+  if (initialised) {
+    libusb_exit(ctx);
+    ctx = nullptr;
+  }
+  initialised = false;
+}
+
+}  // namespace tarni
