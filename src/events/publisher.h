@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <deque>
 #include <functional>
 #include <map>
@@ -20,10 +21,12 @@ namespace tarni {
 // application. A thread of its own delivers them, in the order in which they
 // were published, with no lock held.
 //
-// One per finder, shared by the finder and its topology-manager client. All
-// public operations may be called from any thread, also from a callback.
-// Destroyed by whoever drops the last reference; events not yet delivered are
-// dropped with it.
+// One per finder, shared by the finder and its topology-manager client. Public
+// operations may be called from any thread, also from a callback; but a thread
+// other than the delivery thread that subscribes while an event of that type is
+// being delivered pulls the table from under the delivery, which reads it without
+// the lock. Destroyed by whoever drops the last reference; events not yet
+// delivered are dropped with it.
 class Publisher {
  public:
   using Callback = std::function<void(usb_event_info)>;
@@ -48,7 +51,8 @@ class Publisher {
   void dispatch_callback(std::shared_ptr<Event> event);
   void invoke(const Callback& callback, const Event& event);
   bool queue_is_empty() const;
-  std::vector<Callback>* find_subscribers(EventType type);
+  std::size_t subscriber_count(EventType type) const;
+  Callback subscriber(EventType type, std::size_t index) const;
   bool is_running() const;
 
   // Pushed to and popped from under publish_mutex; queue_is_empty() looks at it
@@ -58,7 +62,8 @@ class Publisher {
   // Set by publish(), cleared by wait_for_publish(), both under publish_mutex.
   std::atomic<bool> published{false};
   std::mutex publish_mutex;
-  // Written under publish_mutex; find_subscribers() looks at it without.
+  // Written under publish_mutex; subscriber_count() and subscriber() look at it
+  // without.
   std::map<EventType, std::vector<Callback>> subscribers;
   std::thread worker;
   // Cleared by the destructor without a lock; see is_running().

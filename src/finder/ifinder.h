@@ -27,7 +27,8 @@ class IFinder {
   // Ends the link and wakes a wait that is blocked.
   virtual int disconnect() = 0;
 
-  // The total current drawn by the attached devices.
+  // The total current drawn by the attached devices; -1 when it could not be told,
+  // -2 when no answer came.
   virtual int get_total_currentdraw() = 0;
 };
 

@@ -57,11 +57,13 @@ class UsbDeviceFinder {
   bool is_running() const;
 
   // Destroyed from the last to the first: the thread, joined by then; the
-  // publisher, which the client shares; the client; the device lists.
+  // publisher, which the client shares; the client; the device lists. A callback
+  // that still runs is waited for when the client lets go of the publisher.
   std::unique_ptr<CacheMgr> cache;
   std::unique_ptr<IFinder> finder;
   std::shared_ptr<Publisher> publisher;
   std::thread worker_thread;
+  // The listening thread writes it only where no init follows any more.
   std::int32_t state = kConstructing;
   // Cleared by the destructor, read by the listening thread between its waits,
   // without a lock on purpose; see is_running().

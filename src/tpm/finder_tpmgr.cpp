@@ -50,10 +50,7 @@ FinderTPMgr::~FinderTPMgr() {
 // or another try.
 int FinderTPMgr::init(std::shared_ptr<Publisher> pub) {
   publisher = std::move(pub);
-  // Another try after a failure: nobody waits on the eventfd of the earlier one.
-  if (!registered) close_terminator();
-  terminator_efd = eventfd(0, 0);
-  if (terminator_efd < 0) {
+  if (open_terminator() < 0) {
     log("[UDF] FinderTPMgr::init terminator_efd creation failed! - ERROR : %d\n", terminator_efd);
     return -1;
   }
@@ -76,6 +73,15 @@ int FinderTPMgr::init(std::shared_ptr<Publisher> pub) {
   return result;
 }
 
+// Another try after a failure gets a new one, for the old may have fired. Once
+// registered it stays: the listening thread waits on it.
+int FinderTPMgr::open_terminator() {
+  if (registered) return terminator_efd;
+  close_terminator();
+  terminator_efd = eventfd(0, 0);
+  return terminator_efd;
+}
+
 int FinderTPMgr::prepare_socket() {
   log("[UDF] Inside prepare_socket\n");
   nl_sock* socket = nl_socket_alloc();
@@ -84,6 +90,8 @@ int FinderTPMgr::prepare_socket() {
     return -1;
   }
   std::atomic_store(&sock, SharedSocket(socket, close_socket));
+  // Notifications answer nothing. With no check, the thread that acknowledges and
+  // those that query may also share libnl's counter without a lock.
   nl_socket_disable_seq_check(socket);
   const int result =
       nl_socket_modify_cb(socket, NL_CB_FINISH, NL_CB_CUSTOM, &FinderTPMgr::nl_cb_wrapper, this);
@@ -101,7 +109,7 @@ int FinderTPMgr::connect() {
     return result;
   }
   nl_fd = nl_socket_get_fd(sock.get());
-  tpm::prepare_for_floods(sock.get());
+  tpm::prepare_for_floods(nl_fd);
   return result;
 }
 
@@ -116,6 +124,8 @@ int FinderTPMgr::register_with_topologymgr() {
 
 // Whatever ends the wait in time counts as success, be it the acknowledgement, a
 // notification or a failed poll: topology managers do not all acknowledge first.
+// So does a wait that was deferred because no thread could be had; the finder will
+// then have trouble of its own with threads.
 int FinderTPMgr::timed_wait_for_topologymanager(int seconds) {
   std::future<int> wait = std::async(&FinderTPMgr::wait_for_topologymgr, this);
   if (wait.wait_for(std::chrono::seconds(seconds)) != std::future_status::timeout) return 0;
@@ -139,7 +149,9 @@ int FinderTPMgr::wait_for_topologymgr() {
 }
 
 // Returns whether the wait is over. The netlink states are compared as a whole
-// on purpose: a combination of states is none that is read from.
+// on purpose: a combination of states is none that is read from. A topology
+// manager that hangs up therefore has the wait poll again and again, and log it,
+// until it is disconnected; a netlink socket of the kernel does not get there.
 bool FinderTPMgr::wait_pass() {
   const SharedSocket socket = std::atomic_load(&sock);
   pollfd entries[] = {{socket ? nl_socket_get_fd(socket.get()) : -1, kPollEvents, 0},
@@ -174,13 +186,6 @@ bool FinderTPMgr::wait_pass() {
   return false;
 }
 
-void FinderTPMgr::read_batch(nl_sock* socket) {
-  log("[UDF] Waiting for topology manager request...\n");
-  reading_sock = socket;
-  const int result = nl_recvmsgs_default(socket);
-  if (result < 0) tpm::log_nl_failure("nl_recvmsgs_default", result);
-}
-
 int FinderTPMgr::query_currentdraw() {
   const SharedSocket socket = std::atomic_load(&sock);
   return tpm::send_payload(socket.get(), tpm::TPM_QUERY_CURRENT_DRAW,
@@ -196,6 +201,7 @@ int FinderTPMgr::get_total_currentdraw() {
   if (!registered) return total_currentdraw;
   if (query_currentdraw() < 1) return total_currentdraw;
   for (int i = 0; i < kCurrentDrawWaits && total_currentdraw == CURRENT_DRAW_PENDING; ++i) {
+    // The system clock: a step back while waiting makes the wait longer by as much.
     cv.wait_until(lock, std::chrono::system_clock::now() + kCurrentDrawWaitMs);
   }
   return total_currentdraw;

@@ -36,9 +36,14 @@ namespace tarni {
 //  - No pass uses a null socket: one that starts too late to get a reference
 //    polls the eventfd alone, which fired before the reference went, and returns.
 //  - The wait ends promptly: the eventfd stays readable for good, and a pass that
-//    is reading reads one batch, from a descriptor that never blocks.
+//    is reading reads one batch, from a descriptor that never blocks. (libnl reads
+//    on while foreign messages marked as several keep coming without a gap.)
 // `sock` is read and replaced by the atomic operations for shared pointers, so
-// that no lock is held across a wait.
+// that no lock is held across a wait. Destruction needs all other callers gone.
+//
+// A second init after a successful one ends the process in the finder. Should it
+// fail instead, the first listening thread is still woken at the end: the eventfd
+// that it waits on is kept.
 class FinderTPMgr : public IFinder {
  public:
   explicit FinderTPMgr(int protocol);
@@ -52,16 +57,17 @@ class FinderTPMgr : public IFinder {
  private:
   using SharedSocket = std::shared_ptr<nl_sock>;
 
+  int open_terminator();
   int prepare_socket();
   int connect();
   int register_with_topologymgr();
   int timed_wait_for_topologymanager(int seconds);
   int wait_for_topologymgr();
   bool wait_pass();
-  void read_batch(nl_sock* socket);
   int query_currentdraw();
   void close_terminator();
 
+  static void read_batch(nl_sock* socket);
   static int nl_cb_wrapper(nl_msg* msg, void* arg);
   static int nl_err_cb_wrapper(sockaddr_nl* address, nlmsgerr* error, void* arg);
   int receive_msg_callback(nl_msg* msg);
@@ -72,19 +78,16 @@ class FinderTPMgr : public IFinder {
 
   std::shared_ptr<Publisher> publisher;  // set by init, before any thread waits
   SharedSocket sock;                     // see the class comment
-  // Descriptor of `sock`. Passes take theirs from the socket that they hold.
+  // Descriptor of `sock`, for init; passes take theirs from the socket they hold.
   int nl_fd = -1;
   const int protocol;
-  bool registered = false;  // written by init alone, before the listening thread
-  int terminator_efd = -1;
+  bool registered = false;  // set by init, before the listening thread starts
+  int terminator_efd = -1;  // set by init alone, and kept once registered
   // The answer to a current-draw query, on its way from the waiting thread to the
   // one that asked. Guarded by mtx but for store_currentdraw().
   int total_currentdraw;
   std::mutex mtx;
   std::condition_variable cv;
-  // The socket that the waiting thread reads from, for the receive callback, which
-  // runs inside that read. Touched by that thread alone.
-  nl_sock* reading_sock = nullptr;
 };
 
 }  // namespace tarni

@@ -9,6 +9,7 @@
 
 #include <netlink/handlers.h>
 #include <netlink/msg.h>
+#include <netlink/netlink.h>
 
 #include "base/log.h"
 #include "events/event.h"
@@ -18,6 +19,10 @@
 
 namespace tarni {
 namespace {
+
+// The socket that this thread reads from. Acknowledgements go out on it, also
+// when the client has let go of it meanwhile; the pass that reads keeps it open.
+thread_local nl_sock* reading_sock = nullptr;
 
 constexpr std::size_t kReplySize = 16;
 constexpr int CURRENT_DRAW_FAILED = -1;
@@ -49,6 +54,13 @@ void log_notification(const tpm::Notification& notification, const char* name, l
 }
 
 }  // namespace
+
+void FinderTPMgr::read_batch(nl_sock* socket) {
+  log("[UDF] Waiting for topology manager request...\n");
+  reading_sock = socket;
+  const int result = nl_recvmsgs_default(socket);
+  if (result < 0) tpm::log_nl_failure("nl_recvmsgs_default", result);
+}
 
 int FinderTPMgr::nl_cb_wrapper(nl_msg* msg, void* arg) {
   return static_cast<FinderTPMgr*>(arg)->receive_msg_callback(msg);

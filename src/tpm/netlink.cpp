@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tpm/netlink.h"
 
+#include <fcntl.h>
 #include <linux/netlink.h>
 #include <sys/socket.h>
 
@@ -9,7 +10,6 @@
 #include <netlink/errno.h>
 #include <netlink/msg.h>
 #include <netlink/netlink.h>
-#include <netlink/socket.h>
 
 #include "base/log.h"
 #include "tpm/protocol.h"
@@ -46,8 +46,7 @@ int send_payload(nl_sock* socket, const void* payload, std::size_t size) {
   return result;
 }
 
-void prepare_for_floods(nl_sock* socket) {
-  const int fd = nl_socket_get_fd(socket);
+void prepare_for_floods(int fd) {
   // Once a full buffer has lost a message, the kernel reports an error state
   // together with every readable state until somebody reads, and the wait reads
   // only where there is no error: it would spin for good.
@@ -58,7 +57,7 @@ void prepare_for_floods(nl_sock* socket) {
   }
   // A foreign message that is marked as one of several makes libnl read on, and
   // nothing would wake it from that.
-  nl_socket_set_nonblocking(socket);
+  fcntl(fd, F_SETFL, O_NONBLOCK);
 }
 
 }  // namespace tarni::tpm

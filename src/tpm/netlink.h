@@ -19,7 +19,8 @@ void log_nl_failure(const char* operation, int code);
 // socket (a client that is disconnected) is a failure like others.
 int send_payload(nl_sock* socket, const void* payload, std::size_t size);
 
-// Makes a connected socket fit for a flood of notifications.
-void prepare_for_floods(nl_sock* socket);
+// Makes a connected socket fit for a flood of notifications. What the buffer does
+// not hold is lost without a sign.
+void prepare_for_floods(int fd);
 
 }  // namespace tarni::tpm
