@@ -3,7 +3,9 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tarni::sim {
@@ -84,7 +86,7 @@ struct Device {
   std::vector<Interface> interfaces;
   bool configured = true;
   std::map<std::string, std::string> attributes;  // overrides
-  std::vector<std::string> missing_attributes;
+  std::set<std::string> missing_attributes;
 };
 
 // A stick or card reader. Disks can also come later: DeviceTree::add_disk().

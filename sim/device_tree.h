@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "device.h"
+#include "sim/device.h"
 
 namespace tarni::sim {
 

@@ -4,15 +4,17 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "sim/mailbox.h"
+#include "sim/netlink_message.h"
+
 namespace tarni::sim {
 
-using Bytes = std::vector<std::uint8_t>;
+class ManagerThread;
 
 // Environment variable in which the netlink stand-in finds the manager.
 constexpr const char* kManagerVariable = "TARNI_SIM_MANAGER";
@@ -30,23 +32,13 @@ enum class Notification : std::uint8_t {
   kOccludedHubRemoved = 12
 };
 
+// Second bytes of the requests; the answers have 0x80 added.
 constexpr std::uint8_t kRegisterCode = 0x01;
 constexpr std::uint8_t kCurrentDrawCode = 0x07;
+constexpr std::uint8_t kAnswerBit = 0x80;
 
 // The payload of a notification: 2, code, port (overcurrent only), name, NUL.
 Bytes notification_payload(Notification code, const std::string& name, std::uint8_t port = 0);
-
-struct ReceivedMessage {
-  int connection;       // counts from 1 in the order of connecting
-  std::uint16_t type;   // netlink header
-  std::uint16_t flags;  // netlink header
-  Bytes payload;
-  std::chrono::steady_clock::time_point time;
-
-  // Second byte of the payload: 0x01 register, 0x07 current draw, 0x80 and above
-  // acknowledgements. 0 for a payload that has none.
-  std::uint8_t code() const { return payload.size() < 2 ? std::uint8_t{0} : payload[1]; }
-};
 
 /*
  * The kernel's USB topology manager, played by a thread of this process: the
@@ -69,7 +61,7 @@ struct ReceivedMessage {
 class TopologyManager {
  public:
   using Milliseconds = std::chrono::milliseconds;
-  using Predicate = std::function<bool(const ReceivedMessage&)>;
+  using Predicate = Mailbox::Predicate;
 
   static constexpr Milliseconds kDefaultLimit{5000};
   static constexpr int kAllRegistered = 0;
@@ -136,8 +128,7 @@ class TopologyManager {
   std::size_t connections() const;
 
  private:
-  class Impl;
-  std::unique_ptr<Impl> impl_;
+  std::unique_ptr<ManagerThread> thread_;
 };
 
 }  // namespace tarni::sim

@@ -1,0 +1,206 @@
+// SPDX-License-Identifier: MIT
+#include "sim/recording.h"
+
+#include <glib.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+
+namespace tarni::sim {
+namespace {
+
+constexpr std::size_t kTagLength = 3;  // "E: "
+constexpr const char* kDevicesDirectory = "/devices/";
+
+std::string hex(const std::string& bytes) {
+  static const char digits[] = "0123456789ABCDEF";
+  std::string out;
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    out += digits[byte >> 4];
+    out += digits[byte & 15];
+  }
+  return out;
+}
+
+bool has_tag(const std::string& line, char tag) {
+  return line.size() > kTagLength && line[0] == tag && line[1] == ':' && line[2] == ' ';
+}
+
+// Name and value of "E: name=value"; without "=" the value is empty.
+std::pair<std::string, std::string> split(const std::string& line) {
+  const std::size_t equals = line.find('=');
+  if (equals == std::string::npos) return {line.substr(kTagLength), ""};
+  return {line.substr(kTagLength, equals - kTagLength), line.substr(equals + 1)};
+}
+
+bool is_hex(const std::string& text) {
+  return text.size() % 2 == 0 &&
+         text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+}
+
+bool is_text(const std::string& line) {
+  return g_utf8_validate(line.data(), static_cast<gssize>(line.size()), nullptr) != FALSE;
+}
+
+// What is wrong with a line inside a paragraph; null when nothing is.
+const char* fault_in(const std::string& line) {
+  const bool assigned = line.find('=') != std::string::npos;
+  const auto [name, value] = split(line);
+  if (has_tag(line, 'N')) {
+    return is_safe_name(name) && is_hex(value) ? nullptr : "malformed device node";
+  }
+  if (has_tag(line, 'S')) return is_safe_name(name) ? nullptr : "malformed link to the device node";
+  if (has_tag(line, 'E')) return assigned && !name.empty() ? nullptr : "malformed property";
+  if (has_tag(line, 'A')) return assigned && is_safe_name(name) ? nullptr : "malformed attribute";
+  if (has_tag(line, 'L')) {
+    return !value.empty() && is_safe_name(name) ? nullptr : "malformed attribute link";
+  }
+  if (has_tag(line, 'H')) {
+    return assigned && is_safe_name(name) && is_hex(value) ? nullptr : "malformed binary attribute";
+  }
+  return "neither a P, N, S, E, A, L nor H line";
+}
+
+// What is wrong with a whole paragraph; null when nothing is.
+const char* fault_in(const Record& record) {
+  if (record.property("SUBSYSTEM").empty()) return "has no SUBSYSTEM property";
+  if (!is_safe_name(record.property("SUBSYSTEM"))) return "has a malformed SUBSYSTEM property";
+  if (!record.node().empty() && record.property("DEVNAME").empty()) {
+    return "has a device node but no DEVNAME property";
+  }
+  return nullptr;
+}
+
+class Parser {
+ public:
+  explicit Parser(const std::string& origin) : origin_(origin) {}
+
+  void add(const std::string& line) {
+    ++line_number_;
+    if (!is_text(line)) fail("not UTF-8 text");
+    if (line.empty()) {
+      in_paragraph_ = false;
+    } else if (!in_paragraph_) {
+      begin(line);
+    } else {
+      if (const char* fault = fault_in(line)) fail(fault);
+      records_.back().add_line(line);
+    }
+  }
+
+  std::vector<Record> finish() {
+    if (records_.empty()) throw std::runtime_error(origin_ + ": holds no device");
+    for (const Record& record : records_) {
+      if (const char* fault = fault_in(record)) {
+        throw std::runtime_error(origin_ + ": " + record.path() + " " + fault);
+      }
+    }
+    std::sort(records_.begin(), records_.end(),
+              [](const Record& a, const Record& b) { return a.path() < b.path(); });
+    return std::move(records_);
+  }
+
+ private:
+  void begin(const std::string& line) {
+    const std::string path = has_tag(line, 'P') ? line.substr(kTagLength) : "";
+    if (path.rfind(kDevicesDirectory, 0) != 0 || !is_safe_name(path.substr(1))) {
+      fail("a device has to begin with \"P: /devices/...\"");
+    }
+    if (!paths_.insert(path).second) fail("the same device a second time");
+    records_.emplace_back(path);
+    in_paragraph_ = true;
+  }
+
+  [[noreturn]] void fail(const char* fault) const {
+    throw std::runtime_error(origin_ + ":" + std::to_string(line_number_) + ": " + fault);
+  }
+
+  const std::string& origin_;
+  std::size_t line_number_ = 0;
+  bool in_paragraph_ = false;
+  std::set<std::string> paths_;
+  std::vector<Record> records_;
+};
+
+}  // namespace
+
+bool is_safe_name(const std::string& path) {
+  return !path.empty() && path[0] != '/' && path.back() != '/' &&
+         ("/" + path + "/").find("/../") == std::string::npos &&
+         ("/" + path + "/").find("/./") == std::string::npos &&
+         path.find("//") == std::string::npos;
+}
+
+Record& Record::node(const std::string& name, int major, int minor) {
+  add_line("N: " + name);
+  property("DEVNAME", "/dev/" + name);
+  property("MAJOR", std::to_string(major));
+  property("MINOR", std::to_string(minor));
+  return attribute("dev", std::to_string(major) + ":" + std::to_string(minor) + "\n");
+}
+
+Record& Record::property(const std::string& key, const std::string& value) {
+  add_line("E: " + key + "=" + value);
+  return *this;
+}
+
+Record& Record::attribute(const std::string& name, const std::string& bytes) {
+  add_line("H: " + name + "=" + hex(bytes));
+  return *this;
+}
+
+void Record::add_line(const std::string& line) {
+  lines_.push_back(line);
+}
+
+std::string Record::node() const {
+  for (const std::string& line : lines_) {
+    if (has_tag(line, 'N')) return split(line).first;
+  }
+  return "";
+}
+
+std::string Record::property(const std::string& key) const {
+  for (const std::string& line : lines_) {
+    if (has_tag(line, 'E') && split(line).first == key) return split(line).second;
+  }
+  return "";
+}
+
+std::string Record::text() const {
+  // umockdev opens a terminal for each character device without contents. Nobody
+  // talks to these devices, and terminals run out.
+  const bool plain = property("SUBSYSTEM") == "usb" || property("SUBSYSTEM") == "block";
+  std::string out = "P: " + path_ + "\n";
+  for (const std::string& line : lines_) {
+    const bool empty_node = has_tag(line, 'N') && line.find('=') == std::string::npos;
+    out += line + (empty_node && !plain ? "=00\n" : "\n");
+  }
+  return out + "\n";
+}
+
+std::vector<Record> parse_recording(const std::string& text, const std::string& origin) {
+  Parser parser(origin);
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) parser.add(line);
+  return parser.finish();
+}
+
+std::string read_recording_file(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    throw std::runtime_error(path + ": " + std::generic_category().message(errno));
+  }
+  if (std::filesystem::is_directory(path)) throw std::runtime_error(path + ": is a directory");
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+}  // namespace tarni::sim

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tarni::sim {
+
+/*
+ * One device directory of sysfs: a paragraph of the text format of
+ * umockdev-record. A plain value, whether read from a recording or made up.
+ */
+class Record {
+ public:
+  // path: below /sys, such as /devices/pci0000:00/0000:00:14.0/usb1/1-1.
+  explicit Record(std::string path) : path_(std::move(path)) {}
+
+  // name: below /dev.
+  Record& node(const std::string& name, int major, int minor);
+  Record& property(const std::string& key, const std::string& value);
+  // bytes: the file's contents, which may be anything.
+  Record& attribute(const std::string& name, const std::string& bytes);
+  // A line of a recording, tag and all.
+  void add_line(const std::string& line);
+
+  const std::string& path() const { return path_; }
+  // Last part of the path.
+  std::string name() const { return path_.substr(path_.rfind('/') + 1); }
+  std::string parent_path() const { return path_.substr(0, path_.rfind('/')); }
+  // Below /dev; empty when there is none.
+  std::string node() const;
+  // Empty when there is none.
+  std::string property(const std::string& key) const;
+  // The paragraph, with the empty line that ends it.
+  std::string text() const;
+
+ private:
+  std::string path_;
+  std::vector<std::string> lines_;
+};
+
+// Reads a recording; parents come first in the result. Throws std::runtime_error
+// that names origin and line. What passes is safe to hand to umockdev, which
+// ends the process over some of what this refuses.
+std::vector<Record> parse_recording(const std::string& text, const std::string& origin);
+
+// Whether a name of an attribute or node stays inside its directory.
+bool is_safe_name(const std::string& name);
+
+// The contents of a file. Throws std::runtime_error.
+std::string read_recording_file(const std::string& path);
+
+}  // namespace tarni::sim
