@@ -112,10 +112,10 @@ typedef struct usb_event_info usb_event_info;
 struct usb_device {
   uint16_t pid;      /* product identifier (idProduct) */
   uint16_t vid;      /* vendor identifier (idVendor) */
-  uint16_t port_num; /* port of the parent hub; 0 for a root hub */
-  /* Depth below the root hub: the number of ports on the way to the device, 0
-   * for a root hub. A device more than 8 hubs deep has a negative libusb error
-   * here, truncated to 16 bits. */
+  uint16_t port_num; /* port of the parent hub; 0 for a root hub or a chain too long */
+  /* Length of the port chain, that is the depth below the root hub: 0 for a root
+   * hub. A chain of more than 8 ports gives a negative libusb error here,
+   * truncated to 16 bits. */
   uint16_t num_ports;
   uint16_t reserved; /* 0 */
   uint16_t dev_num;  /* address on the bus */
@@ -126,9 +126,10 @@ struct usb_device {
    *   2 human interface  5 CDC data       8 anything else
    * A device that declares its class per interface has that of its first. */
   uint16_t dev_cls;
-  char manufacturer[256]; /* empty when the device has none */
-  char product[256];      /* empty when the device has none */
-  char serial[256];       /* empty when the device has none */
+  /* Empty when the device has none; root hubs and chains too long also show none. */
+  char manufacturer[256];
+  char product[256];
+  char serial[256];
   char sysfs_path[256];   /* /sys/bus/usb/devices/1-1.2; empty for a root hub */
 };
 #ifndef __cplusplus
@@ -272,7 +273,7 @@ TARNI_API int tarni_find_device(void* finder, const char* sysfs_path, usb_device
  * /dev/sda, /dev/hidraw0 or /dev/ttyACM0. Only mass storage, human interface and
  * communications devices have any. Nodes are those that existed when the list was
  * taken, of the device and of every device whose sysfs directory contains its
- * name: 1-1 also finds the nodes of 1-1.4 and of 11-1.
+ * name: 1-1 also finds the nodes of 1-1.4, 1-10 and 11-1.
  *
  * size: bytes in buffer; size - 1 of them are written, cut or padded with zeros,
  * the last one never: hand in a zeroed buffer.

@@ -5,10 +5,8 @@
 
 namespace tarni {
 
-// Longest text, in characters, that the text fields of this library hold: the
-// public records' and the descriptions' are all 256 characters long.
+// Size of the text fields of descriptions, which is that of the public records'.
 constexpr std::size_t kFieldSize = 256;
-constexpr std::size_t kMaxFieldText = kFieldSize - 1;
 
 // Copies at most `size` - 1 characters of `source` into `destination`, which has
 // `size` of them (1 or more), and pads with zeros up to `size` - 1. The last

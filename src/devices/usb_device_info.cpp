@@ -14,8 +14,6 @@ struct ConfigFreer {
 };
 using ConfigDescriptor = std::unique_ptr<libusb_config_descriptor, ConfigFreer>;
 
-constexpr int kPerInterface = LIBUSB_CLASS_PER_INTERFACE;
-
 }  // namespace
 
 UsbDeviceInfo::UsbDeviceInfo(libusb_device* dev, Reference) : device(libusb_ref_device(dev)) {}
@@ -73,7 +71,8 @@ int UsbDeviceInfo::load_info_from_intf() {
 // A device that names no class of its own has that of its first interface.
 void UsbDeviceInfo::map_dev_class() {
   int usb_class = dev_class;
-  if (usb_class == kPerInterface && interfaces) usb_class = interfaces->get_intf0_devclass();
+  if (usb_class == LIBUSB_CLASS_PER_INTERFACE && interfaces)
+    usb_class = interfaces->get_intf0_devclass();
   dev_cls = to_device_class(usb_class);
 }
 

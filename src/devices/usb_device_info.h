@@ -22,11 +22,11 @@ namespace tarni {
 //
 // Never refreshed, but for the device nodes of a disk that had none yet. Safe to
 // use from several threads: all else is fixed once the constructor has returned,
-// and raw_paths has its lock.
+// and raw_paths has its lock. The exception is load_info_from_strdesc().
 class UsbDeviceInfo {
  public:
-  // Loads the description. Where that fails the object says so in
-  // load_usb_device_struct, and is otherwise empty.
+  // Loads the description. Where that fails load_usb_device_struct refuses; there
+  // are then no texts, no paths and no class.
   explicit UsbDeviceInfo(libusb_device* dev);
   ~UsbDeviceInfo();
   UsbDeviceInfo(const UsbDeviceInfo&) = delete;
@@ -50,7 +50,8 @@ class UsbDeviceInfo {
   int dump_info();
 
   // The strings by the other road, from the device itself, which has to be opened
-  // for it. Loading takes them from sysfs.
+  // for it; loading takes them from sysfs. Only while the snapshot lives, whose
+  // libusb context it needs, and beside no other use of the description.
   int load_info_from_strdesc();
 
  private:
@@ -90,7 +91,7 @@ class UsbDeviceInfo {
   std::uint8_t reserved = 0;
   std::uint8_t max_power = 0;      // as in the descriptor: 2 mA, or 8 mA at SuperSpeed
   std::uint8_t active_config = 0;  // 0: not loaded
-  // Each can be full to its last byte, without a terminator.
+  // Each text can be full to its last byte, without a terminator.
   std::uint8_t manufacturer_idx = 0;
   char manufacturer[kFieldSize] = {};
   std::uint8_t product_idx = 0;

@@ -27,8 +27,8 @@ void wait_for_disks() {
 }
 
 // Nodes of the entries of a sysfs class whose device lies below `dir_name`. The
-// name is looked for anywhere in the path, so that 1-1 also finds what is behind
-// it at 1-1.4, and what is on 11-1: a hub's host sees all that hangs on it.
+// name is looked for anywhere in the path, without regard for where a component
+// ends: 1-1 also finds what is at 1-1.4, 1-10 and 11-1. Hosts know it so.
 void append_class_nodes(const char* class_directory, const std::string& dir_name,
                         std::vector<std::string>& out) {
   std::vector<std::string> entries;
@@ -47,9 +47,9 @@ std::vector<std::string> subdirectories(const std::string& directory, const std:
   return names;
 }
 
-// A tty lies at <device>/<interface>/tty/<name>. Names are taken as they come:
-// where the tty itself is at the third level, its own tty directory makes a
-// /dev/tty.
+// A tty lies at <device>/<interface>/tty/<name>. Names are taken as they come, and
+// nobody looks whether the node exists: where the tty stands in place of the tty
+// directory, its own tty directory makes a /dev/tty.
 void append_tty_nodes(const std::string& sysfs_path, const std::string& dir_name,
                       std::vector<std::string>& out) {
   for (const std::string& interface : subdirectories(sysfs_path, dir_name)) {
@@ -145,6 +145,7 @@ int UsbDeviceInfo::get_num_partitions() {
 }
 
 int UsbDeviceInfo::get_partition_devpath(int index, char* buf, int len) {
+  // First, and also for an index that cannot be: hosts use it to wait for a disk.
   const int count = get_num_partitions();
   if (index < 0 || index >= count || len < 1) return -1;
   const std::lock_guard<std::mutex> lock(raw_paths_mutex);

@@ -16,6 +16,8 @@ unsigned char* as_unsigned(char* text) {
 
 }  // namespace
 
+// A device without a sysfs directory, such as a root hub, has its strings looked
+// for at the root of the file system, where there are none.
 int UsbDeviceInfo::load_info_strings() {
   if (manufacturer_idx) {
     retreive_string(sysfs_path, "manufacturer", manufacturer, sizeof(manufacturer));
@@ -30,8 +32,8 @@ int UsbDeviceInfo::retreive_string(std::string directory, std::string name, char
                                    unsigned int len) {
   const std::string path = directory + "/" + name;
   const unsigned int count = File_IO::ReadFile(path.c_str(), buf, len, 0);
-  // A lone line feed stays: hosts tell an attribute that is blank from one that
-  // is missing.
+  // A lone line feed stays: it tells an attribute that is blank from one that is
+  // missing.
   if (count > 1 && buf[count - 1] == '\n') buf[count - 1] = '\0';
   return 0;
 }

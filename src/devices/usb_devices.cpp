@@ -16,15 +16,17 @@ UsbDevices::UsbDevices() : UsbDevices(Unopened()) {
   load_devices();
 }
 
-// Closes the context before the descriptions give back their devices. libusb
-// allows that from 1.0.26 on: it detaches the devices that are left, which the
-// descriptions that outlive the snapshot need in any case.
+// Closes the context before the descriptions give back their devices, and this
+// order stays: while libusb walks its devices to close, every one of them is still
+// held here, so that a thread which drops its share of a description meanwhile
+// frees none. libusb detaches the devices that are left from 1.0.26 on.
 UsbDevices::~UsbDevices() {
   destroy();
 }
 
 int UsbDevices::load_devices() {
-  libusb_get_device_list(ctx, &devlist);
+  // Without a context libusb would take its default one, which nobody opened.
+  if (ctx) libusb_get_device_list(ctx, &devlist);
   populate_device_info();
   destroy_devlist();
   return 0;

@@ -29,7 +29,8 @@ class UsbDevices {
   // that could not be read have an empty one.
   std::shared_ptr<UsbDeviceInfo> find_device(std::string sysfs_path) const;
 
-  // Lists the devices once more, behind those that are there already.
+  // Lists the devices once more, behind those that are there already: each is then
+  // there twice. Not beside other uses of the snapshot.
   int refresh_devicelist();
 
   int dump_info() const;
