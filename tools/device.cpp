@@ -41,6 +41,7 @@ std::vector<std::string> DeviceList::disks() {
     if (tarni_get_partition_path(finder_, list_, i, path, sizeof path) == 0)
       paths.push_back(printable(path));
   }
+  std::sort(paths.begin(), paths.end());
   return paths;
 }
 

@@ -21,7 +21,7 @@ std::vector<std::string> names_of(const std::vector<Device>& devices) {
 
 void mention_unreadable(Output& output, std::size_t count) {
   if (count == 0) return;
-  output.message(std::to_string(count) + (count == 1 ? " more device" : " more devices") +
+  output.message(std::to_string(count) + (count == 1 ? " device" : " devices") +
                  " could not be read (not configured, or removed meanwhile)");
 }
 

@@ -130,10 +130,10 @@ void Watch::show_news() {
   const std::vector<ReceivedEvent> events = EventQueue::instance().take();
   const bool needed = !followups_.empty() || std::any_of(events.begin(), events.end(), attaches);
   const std::vector<Device> devices = needed ? read_devices(finder_) : std::vector<Device>{};
+  for (const ReceivedEvent& event : events) take_event(event, devices);
   followups_.look(devices, Clock::now(), [this](const Device& device) {
     show({WallTime::clock::now(), std::nullopt, kDeviceUpdated, device.sysfs_path(), &device});
   });
-  for (const ReceivedEvent& event : events) take_event(event, devices);
 }
 
 void Watch::take_event(const ReceivedEvent& event, const std::vector<Device>& devices) {
