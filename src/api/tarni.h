@@ -25,9 +25,11 @@
  *
  * Threads
  *   tarni_open(), tarni_init() and tarni_close() must not run at the same time
- *   as any other call on the same finder. All other functions may be called
- *   from any thread at any time in between, also from inside a callback, with
- *   the exception of tarni_get_total_currentdraw(), which see.
+ *   as any other call on the same finder, a callback's included: one that still
+ *   runs when the finder is being closed must not call into it any more. All other
+ *   functions may be called from any thread at any time in between, also from
+ *   inside a callback, but for tarni_subscribe(), tarni_subscribe_all() and
+ *   tarni_get_total_currentdraw(), which see.
  *
  * Errors
  *   Functions return a negative number on failure, set no errno, and give -1
@@ -68,7 +70,8 @@ extern "C" {
 /*
  * What happened in the USB topology. The numbers are fixed for good. An event
  * from tarni_dummy_publish() can carry any other number, so a switch over a
- * received type needs a default.
+ * received type needs a default. (C compilers may take the type as unsigned: cast
+ * it to int before comparing with a number below 0.)
  */
 #ifdef __cplusplus
 enum EventType : int32_t {
@@ -130,7 +133,7 @@ struct usb_device {
   char manufacturer[256];
   char product[256];
   char serial[256];
-  char sysfs_path[256];   /* /sys/bus/usb/devices/1-1.2; empty for a root hub */
+  char sysfs_path[256]; /* /sys/bus/usb/devices/1-1.2; empty for a root hub */
 };
 #ifndef __cplusplus
 typedef struct usb_device usb_device;
@@ -139,8 +142,8 @@ typedef struct usb_device usb_device;
 /*
  * A callback. It runs on the finder's own delivery thread, one event at a time,
  * with no lock of the library held. It may call any function of this header but
- * tarni_close() (which waits for it to return: a deadlock), tarni_init() and
- * tarni_get_total_currentdraw() (which would hold up all other events).
+ * tarni_close() (which would wait for itself, and ends the process), tarni_init()
+ * and tarni_get_total_currentdraw() (which hold up all other events).
  */
 typedef void (*tarni_callback)(usb_event_info event);
 
@@ -158,8 +161,8 @@ TARNI_API void* tarni_open(void);
  * Connects to the kernel's USB topology manager (netlink protocol 29), registers
  * and starts the listening thread. Subscribe before it to miss no event. After a
  * failure it may be called again; after a success it must not: a second success
- * ends the process, and a second call that fails leaves a finder that is only
- * good for closing.
+ * ends the process, and a second call that fails leaves a finder that may use up a
+ * processor, and write log lines, until it is closed.
  *
  * Blocks until the topology manager's first message, 60 seconds at most; fails
  * at once on a kernel that has no topology manager.
@@ -187,8 +190,9 @@ TARNI_API void tarni_close(void* finder);
  *
  * type: an EventType, or any other number that tarni_dummy_publish() is given.
  *
- * Subscribe before tarni_init() where possible: a subscription made while an
- * event is being delivered can disturb that delivery, unless a callback makes it.
+ * Subscribe before tarni_init(), or from a callback. A subscription that another
+ * thread makes while an event is being delivered is undefined behaviour: delivery
+ * reads the table without a lock.
  *
  * Returns 0; -1 for a null finder.
  */
@@ -231,7 +235,7 @@ TARNI_API int tarni_get_device_list(void* finder);
 /*
  * Frees a device list. Unknown lists are ignored.
  * Numbers start again at 0 once all lists are freed, so that an old number can
- * come to name a new list.
+ * come to name a new list; one tarni_find_device() stops that for good.
  *
  * Returns 0; -1 for a null finder.
  */

@@ -2,6 +2,7 @@
 #include "cache/cache_mgr.h"
 
 #include <exception>
+#include <utility>
 
 #include "base/log.h"
 #include "devices/usb_devices.h"
@@ -15,7 +16,9 @@ int CacheMgr::new_cache() {
   const std::lock_guard<std::mutex> lock(cache_mutex);
   const std::int32_t handle = cache_counter.fetch_add(1);
   if (cache_exists(handle)) return -1;
-  caches[handle] = std::make_shared<UsbDevices>();
+  // The snapshot first, then the entry: should taking it throw, there is none.
+  std::shared_ptr<UsbDevices> snapshot = std::make_shared<UsbDevices>();
+  caches[handle] = std::move(snapshot);
   return handle;
 }
 
@@ -44,6 +47,8 @@ std::shared_ptr<UsbDeviceInfo> CacheMgr::get_device_info(int handle) {
   UsbDevices& snapshot = *caches[handle];
   const std::int32_t index = snapshot.position();
   if (index < 0 || index >= static_cast<std::int32_t>(snapshot.all().size())) return nullptr;
+  // The test above should make this impossible; a host must not die of it should
+  // it be wrong.
   try {
     return snapshot.all().at(static_cast<std::size_t>(index));
   } catch (const std::exception& error) {

@@ -63,7 +63,9 @@ void FilterSubDirectoryFromSymlinks(std::string directory, std::string pattern,
 // ---- Reading: file_io_read.cpp
 
 // Reads at most `length` bytes from `offset` on. Returns the number read, 0 for
-// a file that is missing or cannot be opened. Adds no terminator.
+// a file that is missing or cannot be opened. Adds no terminator. With an offset,
+// a file that grows meanwhile can give more, up to the size that it had: offer
+// that much room.
 unsigned int ReadFile(const char* path, char* buffer, unsigned int length, unsigned int offset);
 
 // Reads the file `directory` + `name`; `name` brings its own "/". False, with
@@ -75,10 +77,11 @@ bool ReadFile(const char* directory, const char* name, char* buffer, unsigned in
 // 0 for a file that is missing or cannot be opened. In 32 bits.
 unsigned int GetFileSize(const char* path);
 
-// ---- Writing: file_io_write.cpp. The library's own road does not write; these
-// round the module off.
+// ---- Writing: file_io_write.cpp. Nothing that describes devices calls these.
 
-// Replaces the file; creates missing directories, as CreateDirectoryPath does.
+// Replaces the file and creates missing directories. Absolute paths, or relative
+// ones below a directory that exists: see CreateDirectoryPath. This holds for
+// WriteFileChunks too. Errors while writing are not told.
 void WriteFile(const char* path, const char* data, unsigned int length);
 
 // The same for `directory` + `name`. False when the directory is missing or the
@@ -88,7 +91,7 @@ bool WriteFile(const char* directory, const char* name, const char* data, unsign
 // True also for a file that does not exist.
 bool RemoveFile(const char* path);
 
-// Mode 0777.
+// Mode 0777. Tells that it changed the mode also where it could not.
 void SetFileAsExe(const char* path);
 
 // Writes one piece of a large file, numbered from 1, beside its target; with
@@ -97,8 +100,9 @@ void SetFileAsExe(const char* path);
 bool WriteFileChunks(const char* path, const char* data, unsigned int length,
                      unsigned int chunkNumber, bool stitch);
 
-// Makes `path` of its pieces 1 to `chunkCount`, and removes them. Missing ones are
-// passed over.
+// Makes `path` of its pieces 1 to `chunkCount`, and removes them, also where the
+// target could not be written. Missing ones are passed over. A piece that cannot be
+// read to its end is filled up to its size with what was read before it.
 void StitchFileChunks(std::string path, unsigned int chunkCount);
 
 }  // namespace tarni::File_IO

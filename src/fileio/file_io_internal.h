@@ -12,6 +12,7 @@ namespace tarni::File_IO {
 // These functions take paths of up to this many characters.
 constexpr unsigned int kMaxPath = 255;
 
+// Looks no further than a path may reach: the caller's need not be terminated.
 inline bool is_null_or_empty(const char* path) {
   return !path || strnlen(path, kMaxPath) == 0;
 }
@@ -21,11 +22,12 @@ inline void report_success() {
 }
 
 // A path put together from an existing directory and a name, for the functions
-// that take the two apart.
+// that take them as two arguments.
 class CombinedPath {
  public:
   CombinedPath(const char* directory, const char* name)
-      : valid(std::strlen(directory) + std::strlen(name) <= kMaxPath &&
+      : valid(FileExists(directory) && name &&
+              std::strlen(directory) + std::strlen(name) <= kMaxPath &&
               PathCombineIfExists(text, kMaxPath, directory, name)) {}
 
   bool is_valid() const { return valid; }

@@ -14,6 +14,11 @@ namespace {
 constexpr mode_t kEveryoneMayAll = 0777;
 constexpr std::streamsize kBlockSize = 65536;
 
+bool is_directory(const std::string& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
 bool create_directory_of(const char* path) {
   std::string whole = path;
   std::string name;
@@ -27,7 +32,8 @@ std::string chunk_path(const std::string& path, unsigned int number) {
 }
 
 // Writes as many bytes as the chunk says that it has, also where reading them
-// fails: the rest of the target then keeps its place.
+// fails: what the block held before then stands in, and the rest of the target
+// keeps its place.
 void append_chunk(std::ofstream& target, std::ifstream& chunk, std::vector<char>& block) {
   chunk.seekg(0, std::ios::end);
   std::streamoff remaining = chunk.tellg();
@@ -89,13 +95,14 @@ bool WriteFileChunks(const char* path, const char* data, unsigned int length,
 }
 
 void StitchFileChunks(std::string path, unsigned int chunkCount) {
-  std::vector<char> block(kBlockSize + 1);
+  std::vector<char> block(kBlockSize + 1);  // with room for a terminator
   std::ofstream target(path, std::ios::out | std::ios::binary);
   // Counted in 64 bits: the largest count has to end the loop too.
   for (std::uint64_t i = 1; i <= chunkCount; ++i) {
     const std::string name = chunk_path(path, static_cast<unsigned int>(i));
     std::ifstream chunk(name, std::ios::in | std::ios::binary);
-    if (FileExists(name.c_str()) && chunk) append_chunk(target, chunk, block);
+    // A directory can be opened too, and has no size that would end the copying.
+    if (chunk && !is_directory(name)) append_chunk(target, chunk, block);
     chunk.close();
     RemoveFile(name.c_str());
   }

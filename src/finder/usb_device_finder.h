@@ -58,12 +58,13 @@ class UsbDeviceFinder {
 
   // Destroyed from the last to the first: the thread, joined by then; the
   // publisher, which the client shares; the client; the device lists. A callback
-  // that still runs is waited for when the client lets go of the publisher.
+  // that still runs is waited for by whoever lets go of the publisher last.
   std::unique_ptr<CacheMgr> cache;
   std::unique_ptr<IFinder> finder;
   std::shared_ptr<Publisher> publisher;
   std::thread worker_thread;
-  // The listening thread writes it only where no init follows any more.
+  // Written by init and, when a wait fails, by the listening thread. The two do not
+  // meet: the topology-manager client fails a wait only where it never registered.
   std::int32_t state = kConstructing;
   // Cleared by the destructor, read by the listening thread between its waits,
   // without a lock on purpose; see is_running().
