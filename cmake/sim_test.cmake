@@ -6,25 +6,26 @@
 #   LD_PRELOAD=./libtarni-netlink.so:libumockdev-preload.so.0 ./unit_test
 include(GoogleTest)
 
-set(_sim_test_environment
-    LD_PRELOAD=${PROJECT_BINARY_DIR}/libtarni-netlink.so:libumockdev-preload.so.0)
+set(_sim_test_properties
+    TIMEOUT 300
+    ENVIRONMENT LD_PRELOAD=${PROJECT_BINARY_DIR}/libtarni-netlink.so:libumockdev-preload.so.0)
+# A second variable has a property of its own: lists do not survive in the first.
 if(TARNI_SANITIZE MATCHES address)
   # The leak check cannot tell umockdev's leaks from ours.
-  list(APPEND _sim_test_environment ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=0
-       UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1)
+  list(APPEND _sim_test_properties
+       ENVIRONMENT_MODIFICATION ASAN_OPTIONS=set:verify_asan_link_order=0:detect_leaks=0)
 elseif(TARNI_SANITIZE MATCHES thread)
-  list(APPEND _sim_test_environment
-       TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/tsan.supp:halt_on_error=0:exitcode=66)
+  list(APPEND _sim_test_properties
+       ENVIRONMENT_MODIFICATION
+       TSAN_OPTIONS=set:suppressions=${PROJECT_SOURCE_DIR}/tests/tsan.supp:atexit_sleep_ms=50)
 endif()
-# A list inside a list of properties.
-string(REPLACE ";" "\\;" _sim_test_environment "${_sim_test_environment}")
+if(TARNI_SANITIZE MATCHES undefined)
+  # This sanitizer only prints.
+  list(APPEND _sim_test_properties FAIL_REGULAR_EXPRESSION "runtime error: ")
+endif()
 
 function(tarni_sim_test target)
   add_dependencies(${target} tarni-netlink)
-  # Listing the cases needs no simulated machine, but a build need not wait for it.
-  gtest_discover_tests(${target}
-    DISCOVERY_MODE PRE_TEST
-    PROPERTIES
-      TIMEOUT 300
-      ENVIRONMENT "${_sim_test_environment}")
+  # Listed when the tests run, so that a build needs no simulated machine.
+  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST PROPERTIES ${_sim_test_properties})
 endfunction()
