@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: MIT
+#include "devices/usb_devices.h"
+
+#include <gtest/gtest.h>
+
+#include "devices/usb_device_info.h"
+#include "support/machine.h"
+
+namespace tarni {
+namespace {
+
+class UsbDevicesTest : public test::MachineTest {};
+
+TEST_F(UsbDevicesTest, FindsByExactPath) {
+  tree.attach(sim::Keyboard("1-1.4").ids(1, 2));
+  const UsbDevices snapshot;
+  EXPECT_EQ(snapshot.all().size(), 3u) << "root hub, hub, keyboard";
+  EXPECT_TRUE(snapshot.find_device("/sys/bus/usb/devices/1-1.4"));
+  EXPECT_FALSE(snapshot.find_device("/sys/bus/usb/devices/1-1.4/"));
+  EXPECT_FALSE(snapshot.find_device("/sys/bus/usb/devices/1-1.5"));
+  const auto root_hub = snapshot.find_device("");
+  ASSERT_TRUE(root_hub);
+  usb_device record = {};
+  EXPECT_EQ(root_hub->load_usb_device_struct(&record), 0);
+  EXPECT_EQ(record.num_ports, 0);
+}
+
+TEST_F(UsbDevicesTest, DescriptionsOutliveTheirSnapshotAndTheirDevice) {
+  tree.attach(sim::Keyboard("1-1").ids(0x1234, 2));
+  auto snapshot = std::make_unique<UsbDevices>();
+  const auto device = snapshot->find_device("/sys/bus/usb/devices/1-1");
+  snapshot.reset();
+  tree.remove("1-1");
+  usb_device record = {};
+  ASSERT_EQ(device->load_usb_device_struct(&record), 0);
+  EXPECT_EQ(record.vid, 0x1234);
+}
+
+TEST_F(UsbDevicesTest, RefreshingAppends) {
+  tree.attach(sim::Keyboard("1-1"));
+  UsbDevices snapshot;
+  EXPECT_EQ(snapshot.refresh_devicelist(), 0);
+  EXPECT_EQ(snapshot.all().size(), 4u);
+}
+
+TEST_F(UsbDevicesTest, IsEmptyWithoutLibusb) {
+  tree.attach(sim::Keyboard("1-1"));
+  test::faults::libusb_init_fails = true;
+  const UsbDevices no_context;
+  test::faults::libusb_init_fails = false;
+  test::faults::device_lists_fail = true;
+  const UsbDevices no_list;
+  EXPECT_EQ(log.text(), "");
+  for (const UsbDevices* snapshot : {&no_context, &no_list}) {
+    EXPECT_FALSE(snapshot->find_device(""));
+    snapshot->dump_info();
+  }
+  const std::string line = "[UDF] Total number of USB devices found : 0\n";
+  EXPECT_EQ(log.text(), line + line);
+}
+
+TEST_F(UsbDevicesTest, GivesBackItsDescriptors) {
+  tree.attach(sim::Keyboard("1-1"));
+  { const UsbDevices warm_up; }
+  const std::size_t before = test::open_descriptors();
+  { const UsbDevices snapshot; }
+  EXPECT_EQ(test::open_descriptors(), before);
+}
+
+TEST_F(UsbDevicesTest, DumpsEachDevice) {
+  tree.attach(sim::Disk("1-1").ids(0x0abc, 0x12).named("M", "P", "S").drawing(200));
+  const UsbDevices snapshot;
+  log.clear();
+  EXPECT_EQ(snapshot.dump_info(), 0);
+  const std::string all = log.text();
+  EXPECT_EQ(all.rfind("[UDF] Total number of USB devices found : 2\n[UDF] USB DEVICE 0\n", 0), 0u);
+  EXPECT_TRUE(log.contains("[UDF] USB DEVICE 1\n"));
+  EXPECT_TRUE(
+      log.contains("[UDF] -- VID:               abc\n"
+                   "[UDF] -- PID:                12\n"
+                   "[UDF] -- Bus Number:       1\n"));
+  EXPECT_TRUE(
+      log.contains("[UDF] -- Active config:    1\n"
+                   "[UDF] -- Dev Class:        0\n"
+                   "[UDF] -- Dev Speed:        3\n"
+                   "[UDF] -- Max power:        100\n"
+                   "[UDF] -- Manufacturer:     M\n"
+                   "[UDF] -- Product:          P\n"
+                   "[UDF] -- Serial Num:       S\n"
+                   "[UDF] -- INTERFACES --\n"));
+  EXPECT_TRUE(
+      log.contains("[UDF] -- Sys fs path :     /sys/bus/usb/devices/1-1\n"
+                   "[UDF] -- Raw Dev path :    /dev/sda\n"
+                   "[UDF] ------------------\n"));
+}
+
+}  // namespace
+}  // namespace tarni

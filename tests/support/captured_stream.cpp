@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#include "support/captured_stream.h"
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <iterator>
+
+namespace tarni::test {
+namespace {
+
+std::size_t entries(const char* directory) {
+  const std::filesystem::directory_iterator listing(directory);
+  return static_cast<std::size_t>(std::distance(begin(listing), end(listing)));
+}
+
+}  // namespace
+
+CapturedStream::CapturedStream(int captured_fd)
+    : captured(captured_fd), saved(dup(captured)), file(memfd_create("captured", MFD_CLOEXEC)) {
+  std::fflush(nullptr);
+  dup2(file, captured);
+}
+
+CapturedStream::~CapturedStream() {
+  const std::string caught = text();
+  dup2(saved, captured);
+  // GoogleTest tells failures on standard output, which may be what is caught.
+  if (testing::Test::HasFailure()) std::fputs(caught.c_str(), captured == 1 ? stdout : stderr);
+  std::fflush(stdout);
+  close(saved);
+  close(file);
+}
+
+std::string CapturedStream::text() const {
+  std::fflush(stdout);
+  std::string all;
+  std::array<char, 65536> block;
+  ssize_t size;
+  while ((size = pread(file, block.data(), block.size(), static_cast<off_t>(all.size()))) > 0) {
+    all.append(block.data(), static_cast<std::size_t>(size));
+  }
+  return all;
+}
+
+std::size_t CapturedStream::count(const std::string& part) const {
+  const std::string all = text();
+  std::size_t found = 0;
+  for (std::size_t at = all.find(part); at != std::string::npos; at = all.find(part, at + 1)) {
+    ++found;
+  }
+  return found;
+}
+
+bool CapturedStream::wait_for(const std::string& part, std::size_t times) const {
+  return eventually([&] { return count(part) >= times; });
+}
+
+void CapturedStream::clear() {
+  std::fflush(stdout);
+  if (ftruncate(file, 0) != 0) std::perror("ftruncate");
+  lseek(file, 0, SEEK_SET);
+}
+
+std::size_t open_descriptors() {
+  return entries("/proc/self/fd");
+}
+std::size_t running_threads() {
+  return entries("/proc/self/task");
+}
+
+}  // namespace tarni::test

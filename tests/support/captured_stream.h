@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+
+namespace tarni::test {
+
+constexpr std::chrono::seconds kLimit{20};
+
+// Catches what goes to a descriptor (2: the library's log) from construction to
+// destruction, without standing in the way of a flood: it is a file in memory.
+class CapturedStream {
+ public:
+  explicit CapturedStream(int captured_fd = 2);
+  ~CapturedStream();
+  CapturedStream(const CapturedStream&) = delete;
+  CapturedStream& operator=(const CapturedStream&) = delete;
+
+  std::string text() const;
+  std::size_t count(const std::string& part) const;
+  bool contains(const std::string& part) const { return count(part) > 0; }
+  // Waits until `part` was written at least `times` times.
+  bool wait_for(const std::string& part, std::size_t times = 1) const;
+  void clear();
+
+ private:
+  const int captured;
+  int saved;
+  int file;
+};
+
+// Waits until the condition holds; false when it does not within kLimit.
+template <typename Condition>
+bool eventually(Condition condition);
+
+// Number of descriptors that this process has open.
+std::size_t open_descriptors();
+std::size_t running_threads();
+
+}  // namespace tarni::test
+
+#include <ctime>
+
+namespace tarni::test {
+
+template <typename Condition>
+bool eventually(Condition condition) {
+  const auto end = std::chrono::steady_clock::now() + kLimit;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    // Not nanosleep: test programs replace it.
+    const timespec pause = {0, 1000000};
+    clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
+  }
+  return true;
+}
+
+}  // namespace tarni::test
