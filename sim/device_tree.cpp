@@ -31,7 +31,7 @@ std::string parent_hub(const std::string& port) {
 void check(const Device& device) {
   if (!is_port(device.port)) throw std::invalid_argument("\"" + device.port + "\" is no USB port");
   for (const auto& [name, bytes] : device.attributes) {
-    if (!is_safe_name(name)) throw std::invalid_argument("\"" + name + "\" is no attribute");
+    if (!is_attribute_name(name)) throw std::invalid_argument("\"" + name + "\" is no attribute");
   }
 }
 
@@ -172,7 +172,7 @@ void DeviceTree::load_text(const std::string& text, const std::string& origin) {
 
 void DeviceTree::set_attribute(const std::string& name, const std::string& attribute,
                                const std::string& bytes) {
-  if (!is_safe_name(attribute))
+  if (!is_attribute_name(attribute))
     throw std::invalid_argument("\"" + attribute + "\" is no attribute");
   const std::lock_guard<std::mutex> lock(impl_->mutex);
   Inventory& inventory = impl_->inventory;
@@ -180,7 +180,7 @@ void DeviceTree::set_attribute(const std::string& name, const std::string& attri
 }
 
 void DeviceTree::remove_attribute(const std::string& name, const std::string& attribute) {
-  if (!is_safe_name(attribute))
+  if (!is_attribute_name(attribute))
     throw std::invalid_argument("\"" + attribute + "\" is no attribute");
   const std::lock_guard<std::mutex> lock(impl_->mutex);
   Inventory& inventory = impl_->inventory;

@@ -17,13 +17,14 @@ namespace tarni::sim {
  * UMOCKDEV_DIR from construction to destruction, hence one tree at a time per
  * process. Every change is followed by the kernel's uevent, so a live libusb
  * context notices. The topology manager is not told: see TopologyManager.
+ * umockdev keeps two descriptors of each tree until the process ends.
  *
  * All names are the kernel's: "1-1.4" is port 4 of the hub on port 1 of bus 1,
  * "usb1" the root hub of bus 1.
  *
- * Errors are exceptions, and the tree is unchanged then: std::invalid_argument
- * for a device that cannot be (malformed or occupied port), std::runtime_error
- * for a recording that cannot be loaded, std::out_of_range for the name of a
+ * Errors are exceptions: std::invalid_argument for a device that cannot be
+ * (malformed or occupied port), std::runtime_error for a recording that cannot be
+ * loaded or a bus without a free address, std::out_of_range for the name of a
  * device that is not there.
  *
  * Thread-safe: one lock around each operation. Construction and destruction
@@ -52,7 +53,9 @@ class DeviceTree {
   // uevent is sent just before the directory goes.
   void remove(const std::string& name);
 
-  // Loads the recording of a real machine in the text format of umockdev-record.
+  // Loads the recording of a real machine in the text format of umockdev-record,
+  // all of it or nothing. Directories that are there already are shared when they
+  // are the same to the letter, and an error otherwise.
   void load(const std::string& path);
   // The same from memory; origin stands for the file name in errors.
   void load_text(const std::string& text, const std::string& origin = "recording");

@@ -26,16 +26,24 @@ std::vector<std::string> unique_names(const Record& record) {
 
 }  // namespace
 
+bool Inventory::holds(const Record& record) const {
+  const auto found = records_.find(record.path());
+  return found != records_.end() && found->second.text() == record.text();
+}
+
 void Inventory::add(const std::vector<Record>& records, const std::string& origin) {
   std::set<std::string> names = names_;
+  std::vector<Record> missing;
   for (const Record& record : records) {
+    if (holds(record)) continue;
     bool is_free = records_.count(record.path()) == 0;
     for (const std::string& name : unique_names(record)) {
       is_free = names.insert(name).second && is_free;
     }
     if (!is_free) throw std::runtime_error(origin + ": " + record.path() + " is there already");
+    missing.push_back(record);
   }
-  for (const Record& record : records) add(record);
+  for (const Record& record : missing) add(record);
 }
 
 void Inventory::add(const Record& record) {

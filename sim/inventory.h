@@ -19,7 +19,9 @@ namespace tarni::sim {
 class Inventory {
  public:
   // All or nothing: throws std::runtime_error, which begins with origin, when a
-  // directory, a name or a node is taken. Parents come first.
+  // directory, a name or a node is taken. Directories that are there already to
+  // the letter are shared, such as the controller of two recordings. Parents come
+  // first.
   void add(const std::vector<Record>& records, const std::string& origin);
   // A directory and all below it, deepest first.
   void remove(const std::string& path);
@@ -47,6 +49,7 @@ class Inventory {
   const Testbed& testbed() const { return testbed_; }
 
  private:
+  bool holds(const Record& record) const;
   void add(const Record& record);
   void forget(const Record& record);
   std::vector<Record> subtree(const std::string& path) const;

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -50,29 +51,44 @@ bool is_text(const std::string& line) {
   return g_utf8_validate(line.data(), static_cast<gssize>(line.size()), nullptr) != FALSE;
 }
 
+bool is_device_number(const std::string& text) {
+  static const std::regex pattern("[0-9]{1,9}:[0-9]{1,9}(\\\\n)?");
+  return std::regex_match(text, pattern);
+}
+
 // What is wrong with a line inside a paragraph; null when nothing is.
 const char* fault_in(const std::string& line) {
+  if (line.size() <= kTagLength || std::string("NSEALH").find(line[0]) == std::string::npos ||
+      !has_tag(line, line[0])) {
+    return "neither a P, N, S, E, A, L nor H line";
+  }
   const bool assigned = line.find('=') != std::string::npos;
   const auto [name, value] = split(line);
-  if (has_tag(line, 'N')) {
-    return is_safe_name(name) && is_hex(value) ? nullptr : "malformed device node";
+  const bool safe = is_safe_name(name);
+  switch (line[0]) {
+    case 'N':
+      return safe && is_hex(value) ? nullptr : "malformed device node";
+    case 'S':
+      return safe ? nullptr : "malformed link to the device node";
+    case 'E':
+      return assigned && !name.empty() ? nullptr : "malformed property";
+    case 'A':
+      if (name == "dev" && is_device_number(value)) return nullptr;
+      return assigned && is_attribute_name(name) ? nullptr : "malformed attribute";
+    case 'L':
+      return !value.empty() && is_attribute_name(name) ? nullptr : "malformed attribute link";
+    default:
+      return assigned && is_attribute_name(name) && is_hex(value) ? nullptr
+                                                                  : "malformed binary attribute";
   }
-  if (has_tag(line, 'S')) return is_safe_name(name) ? nullptr : "malformed link to the device node";
-  if (has_tag(line, 'E')) return assigned && !name.empty() ? nullptr : "malformed property";
-  if (has_tag(line, 'A')) return assigned && is_safe_name(name) ? nullptr : "malformed attribute";
-  if (has_tag(line, 'L')) {
-    return !value.empty() && is_safe_name(name) ? nullptr : "malformed attribute link";
-  }
-  if (has_tag(line, 'H')) {
-    return assigned && is_safe_name(name) && is_hex(value) ? nullptr : "malformed binary attribute";
-  }
-  return "neither a P, N, S, E, A, L nor H line";
 }
 
 // What is wrong with a whole paragraph; null when nothing is.
 const char* fault_in(const Record& record) {
   if (record.property("SUBSYSTEM").empty()) return "has no SUBSYSTEM property";
-  if (!is_safe_name(record.property("SUBSYSTEM"))) return "has a malformed SUBSYSTEM property";
+  const std::string subsystem = record.property("SUBSYSTEM");
+  if (!is_safe_name(subsystem) || subsystem.find('/') != std::string::npos)
+    return "has a malformed SUBSYSTEM property";
   if (!record.node().empty() && record.property("DEVNAME").empty()) {
     return "has a device node but no DEVNAME property";
   }
@@ -139,12 +155,17 @@ bool is_safe_name(const std::string& path) {
          path.find("//") == std::string::npos;
 }
 
+bool is_attribute_name(const std::string& name) {
+  return is_safe_name(name) && name != "dev" && name != "subsystem" && name != "uevent";
+}
+
 Record& Record::node(const std::string& name, int major, int minor) {
   add_line("N: " + name);
   property("DEVNAME", "/dev/" + name);
   property("MAJOR", std::to_string(major));
   property("MINOR", std::to_string(minor));
-  return attribute("dev", std::to_string(major) + ":" + std::to_string(minor) + "\n");
+  add_line("A: dev=" + std::to_string(major) + ":" + std::to_string(minor) + "\\n");
+  return *this;
 }
 
 Record& Record::property(const std::string& key, const std::string& value) {

@@ -47,6 +47,9 @@ std::vector<Record> parse_recording(const std::string& text, const std::string& 
 
 // Whether a name of an attribute or node stays inside its directory.
 bool is_safe_name(const std::string& name);
+// Whether it can be given to an attribute: the three that umockdev makes out of
+// the properties cannot.
+bool is_attribute_name(const std::string& name);
 
 // The contents of a file. Throws std::runtime_error.
 std::string read_recording_file(const std::string& path);
