@@ -35,6 +35,10 @@ bool has_tag(const std::string& line, char tag) {
   return line.size() > kTagLength && line[0] == tag && line[1] == ':' && line[2] == ' ';
 }
 
+bool is_attribute(const std::string& line) {
+  return has_tag(line, 'A') || has_tag(line, 'L') || has_tag(line, 'H');
+}
+
 // Name and value of "E: name=value"; without "=" the value is empty.
 std::pair<std::string, std::string> split(const std::string& line) {
   const std::size_t equals = line.find('=');
@@ -108,6 +112,9 @@ class Parser {
       begin(line);
     } else {
       if (const char* fault = fault_in(line)) fail(fault);
+      if (is_attribute(line) && !attributes_.insert(split(line).first).second) {
+        fail("the same attribute a second time");
+      }
       records_.back().add_line(line);
     }
   }
@@ -131,6 +138,7 @@ class Parser {
       fail("a device has to begin with \"P: /devices/...\"");
     }
     if (!paths_.insert(path).second) fail("the same device a second time");
+    attributes_.clear();
     records_.emplace_back(path);
     in_paragraph_ = true;
   }
@@ -143,6 +151,7 @@ class Parser {
   std::size_t line_number_ = 0;
   bool in_paragraph_ = false;
   std::set<std::string> paths_;
+  std::set<std::string> attributes_;  // of the current paragraph
   std::vector<Record> records_;
 };
 
