@@ -75,7 +75,8 @@ std::string Device::name() const {
 
 std::string Device::identity() const {
   char text[sizeof "ffff:ffff"];
-  snprintf(text, sizeof text, "%04x:%04x", unsigned{info.vid}, unsigned{info.pid});
+  static_cast<void>(
+      snprintf(text, sizeof text, "%04x:%04x", unsigned{info.vid}, unsigned{info.pid}));
   return text;
 }
 

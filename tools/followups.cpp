@@ -27,7 +27,7 @@ bool complete(const Device* device) {
 }  // namespace
 
 void Followups::add(const std::string& path, const Device* device, Clock::time_point now) {
-  forget(path);
+  drop([&path](const Followed& followed) { return followed.path == path; });
   if (complete(device)) return;
   if (followed_.empty()) next_look_ = now + kLookEvery;
   Followed followed{path, false, {}, now + kGiveUpAfter};

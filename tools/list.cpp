@@ -14,8 +14,9 @@ namespace tarni::cli {
 namespace {
 
 std::vector<std::string> names_of(const std::vector<Device>& devices) {
-  std::vector<std::string> names;
-  for (const Device& device : devices) names.push_back(device.name());
+  std::vector<std::string> names(devices.size());
+  std::transform(devices.begin(), devices.end(), names.begin(),
+                 [](const Device& device) { return device.name(); });
   return names;
 }
 

@@ -29,7 +29,7 @@ int run(int argc, char** argv, Output& output) {
 
 int main(int argc, char** argv) {
   // A reader that goes away is an error like a full disk, with a message.
-  signal(SIGPIPE, SIG_IGN);
+  static_cast<void>(signal(SIGPIPE, SIG_IGN));
   if (!set_up_locale()) use_plain_branches();
   Output output;
   try {

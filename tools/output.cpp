@@ -71,7 +71,6 @@ std::string Output::captured_errors(const std::function<void()>& call) {
   const UniqueFd memory(memfd_create("tarni", MFD_CLOEXEC));
   replace_descriptor(memory.get(), STDERR_FILENO);
   call();
-  fflush(stderr);
   replace_descriptor(log.get(), STDERR_FILENO);
   return contents(memory.get());
 }

@@ -20,10 +20,11 @@ constexpr const char* kGap = "  ";
 
 std::string with_milliseconds(const tm& parts, const char* format, WallTime time) {
   char text[32];
-  strftime(text, sizeof text, format, &parts);
+  static_cast<void>(strftime(text, sizeof text, format, &parts));
   const auto since_epoch = std::chrono::duration_cast<milliseconds>(time.time_since_epoch());
   char fraction[8];
-  snprintf(fraction, sizeof fraction, ".%03u", static_cast<unsigned>(since_epoch.count() % 1000));
+  static_cast<void>(snprintf(fraction, sizeof fraction, ".%03u",
+                             static_cast<unsigned>(since_epoch.count() % 1000)));
   return std::string(text) + fraction;
 }
 

@@ -123,10 +123,10 @@ std::string cut_to_width(std::string_view text, std::size_t width) {
 }
 
 bool set_up_locale() {
-  std::setlocale(LC_CTYPE, "");
+  static_cast<void>(std::setlocale(LC_CTYPE, ""));
   if (std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0) return true;
   // Devices speak UTF-8 in any locale; this one tells how wide their text is.
-  std::setlocale(LC_CTYPE, "C.UTF-8");
+  static_cast<void>(std::setlocale(LC_CTYPE, "C.UTF-8"));
   return false;
 }
 

@@ -36,7 +36,7 @@ class Command {
     close(ends[1]);
     output_ = fdopen(ends[0], "r");
   }
-  ~Command() { fclose(output_); }
+  ~Command() { static_cast<void>(fclose(output_)); }
 
   std::string rest(int until = EOF) {
     std::string text;
