@@ -42,6 +42,7 @@ FinderTPMgr::FinderTPMgr(int netlink_protocol)
 FinderTPMgr::~FinderTPMgr() {
   log("[UDF] ENTER FinderTPMgr: destructor\n");
   nl_fd = -1;
+  new_sock.reset();
   sock.reset();
   close_terminator();
 }
@@ -69,6 +70,7 @@ int FinderTPMgr::init(std::shared_ptr<Publisher> pub) {
     log("[UDF] FinderTPMgr::init register_with_topologymgr failed!\n");
     return result;
   }
+  std::atomic_store(&sock, std::move(new_sock));
   registered = true;
   return result;
 }
@@ -89,7 +91,7 @@ int FinderTPMgr::prepare_socket() {
     log("[UDF] nl_socket_alloc() returned NULL.\n");
     return -1;
   }
-  std::atomic_store(&sock, SharedSocket(socket, close_socket));
+  new_sock.reset(socket, close_socket);
   // Notifications answer nothing. With no check, the thread that acknowledges and
   // those that query may also share libnl's counter without a lock.
   nl_socket_disable_seq_check(socket);
@@ -103,18 +105,18 @@ int FinderTPMgr::prepare_socket() {
 }
 
 int FinderTPMgr::connect() {
-  const int result = nl_connect(sock.get(), protocol);
+  const int result = nl_connect(new_sock.get(), protocol);
   if (result < 0) {
     log("[UDF] FinderTPMgr::connect Error: libnl's message: %s\n", nl_geterror(result));
     return result;
   }
-  nl_fd = nl_socket_get_fd(sock.get());
+  nl_fd = nl_socket_get_fd(new_sock.get());
   tpm::prepare_for_floods(nl_fd);
   return result;
 }
 
 int FinderTPMgr::register_with_topologymgr() {
-  const int sent = tpm::send_payload(sock.get(), tpm::TPM_REGISTER, sizeof(tpm::TPM_REGISTER));
+  const int sent = tpm::send_payload(new_sock.get(), tpm::TPM_REGISTER, sizeof(tpm::TPM_REGISTER));
   if (sent < 0) return sent;
   log("[UDF] Register message send with %d bytes.\n", sent);
   const int result = timed_wait_for_topologymanager(kRegisterTimeoutS);
@@ -127,7 +129,7 @@ int FinderTPMgr::register_with_topologymgr() {
 // So does a wait that was deferred because no thread could be had; the finder will
 // then have trouble of its own with threads.
 int FinderTPMgr::timed_wait_for_topologymanager(int seconds) {
-  std::future<int> wait = std::async(&FinderTPMgr::wait_for_topologymgr, this);
+  std::future<int> wait = std::async(&FinderTPMgr::wait_for_topologymgr, this, new_sock);
   if (wait.wait_for(std::chrono::seconds(seconds)) != std::future_status::timeout) return 0;
   disconnect();
   wait.get();
@@ -137,13 +139,13 @@ int FinderTPMgr::timed_wait_for_topologymanager(int seconds) {
 int FinderTPMgr::wait_for_status_change() {
   if (!registered) return -1;
   log("[UDF] TPM WAIT ENTER\n");
-  const int result = wait_for_topologymgr();
+  const int result = wait_for_topologymgr(std::atomic_load(&sock));
   log("[UDF] TPM WAIT EXIT\n");
   return result;
 }
 
-int FinderTPMgr::wait_for_topologymgr() {
-  while (!wait_pass()) {
+int FinderTPMgr::wait_for_topologymgr(SharedSocket socket) {
+  while (!wait_pass(socket.get())) {
   }
   return 0;
 }
@@ -152,9 +154,8 @@ int FinderTPMgr::wait_for_topologymgr() {
 // on purpose: a combination of states is none that is read from. A topology
 // manager that hangs up therefore has the wait poll again and again, and log it,
 // until it is disconnected; a netlink socket of the kernel does not get there.
-bool FinderTPMgr::wait_pass() {
-  const SharedSocket socket = std::atomic_load(&sock);
-  pollfd entries[] = {{socket ? nl_socket_get_fd(socket.get()) : -1, kPollEvents, 0},
+bool FinderTPMgr::wait_pass(nl_sock* socket) {
+  pollfd entries[] = {{socket ? nl_socket_get_fd(socket) : -1, kPollEvents, 0},
                       {terminator_efd, kPollEvents, 0}};
   const pollfd& netlink = entries[0];
   const pollfd& terminator = entries[1];
@@ -176,7 +177,7 @@ bool FinderTPMgr::wait_pass() {
     return true;
   }
   if (netlink.revents == POLLIN) {
-    read_batch(socket.get());
+    read_batch(socket);
     return true;
   }
   if (netlink.revents == POLLERR) {
@@ -215,6 +216,7 @@ int FinderTPMgr::disconnect() {
   const ssize_t written = write(terminator_efd, &count, sizeof(count));
   log("[UDF] Wrote to terminator with return = %d\n", static_cast<int>(written));
   nl_fd = -1;
+  new_sock.reset();
   std::atomic_store(&sock, SharedSocket());
   log("[UDF] EXIT FinderTPMgr: disconnect()\n");
   return 0;

@@ -25,25 +25,26 @@ namespace tarni {
 // any one thread.
 //
 // Shutdown. Closing a finder may catch the waiting thread anywhere: in poll,
-// inside libnl, about to acknowledge. So the socket is shared. Each pass of
-// wait_for_topologymgr takes a reference of its own before it asks for the
-// descriptor, and acknowledges through that reference; a query does the same.
-// disconnect first fires the eventfd and then gives up the client's reference.
-//  - No pass uses a freed or closed socket: the last reference closes it, and a
-//    pass that runs holds one.
-//  - No pass polls a descriptor that was closed and given to something else: it
+// inside libnl, about to acknowledge. So the socket is shared. Each wait takes a
+// reference of its own before it asks for the descriptor, and acknowledges through
+// that reference; a query does the same. disconnect first fires the eventfd and
+// then gives up the client's reference.
+//  - No wait uses a freed or closed socket: the last reference closes it, and a
+//    wait that runs holds one.
+//  - No wait polls a descriptor that was closed and given to something else: it
 //    takes the descriptor from the socket that it holds.
-//  - No pass uses a null socket: one that starts too late to get a reference
+//  - No wait uses a null socket: one that starts too late to get a reference
 //    polls the eventfd alone, which fired before the reference went, and returns.
-//  - The wait ends promptly: the eventfd stays readable for good, and a pass that
+//  - The wait ends promptly: the eventfd stays readable for good, and a wait that
 //    is reading reads one batch, from a descriptor that never blocks. (libnl reads
 //    on while foreign messages marked as several keep coming without a gap.)
 // `sock` is read and replaced by the atomic operations for shared pointers, so
 // that no lock is held across a wait. Destruction needs all other callers gone.
 //
-// A second init after a successful one ends the process in the finder. Should it
-// fail instead, the first listening thread is still woken at the end: the eventfd
-// that it waits on is kept.
+// A second init after a successful one ends the process in the finder. It must get
+// as far as that, so init brings its socket up in `new_sock`, where the listening
+// thread does not take the answer away; and should it fail instead, the listening
+// thread can still be woken: the eventfd that it waits on is kept.
 class FinderTPMgr : public IFinder {
  public:
   explicit FinderTPMgr(int protocol);
@@ -62,8 +63,8 @@ class FinderTPMgr : public IFinder {
   int connect();
   int register_with_topologymgr();
   int timed_wait_for_topologymanager(int seconds);
-  int wait_for_topologymgr();
-  bool wait_pass();
+  int wait_for_topologymgr(SharedSocket socket);
+  bool wait_pass(nl_sock* socket);
   int query_currentdraw();
   void close_terminator();
 
@@ -77,9 +78,9 @@ class FinderTPMgr : public IFinder {
   std::string construct_sys_path(char* name);
 
   std::shared_ptr<Publisher> publisher;  // set by init, before any thread waits
-  SharedSocket sock;                     // see the class comment
-  // Descriptor of `sock`, for init; passes take theirs from the socket they hold.
-  int nl_fd = -1;
+  SharedSocket sock;                     // once registered; see the class comment
+  SharedSocket new_sock;                 // while init brings it up
+  int nl_fd = -1;                        // of the socket that init has connected
   const int protocol;
   bool registered = false;  // set by init, before the listening thread starts
   int terminator_efd = -1;  // set by init alone, and kept once registered

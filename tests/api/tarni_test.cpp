@@ -236,6 +236,8 @@ TEST_F(TarniTest, FindersShareNothing) {
 
 using TarniDeathTest = TarniTest;
 
+// At once, that is: the listening thread of the first must not take the answer to
+// the second, which would then wait for its minute.
 TEST_F(TarniDeathTest, ASecondInitEndsTheProcess) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   EXPECT_EXIT(

@@ -18,6 +18,12 @@ std::size_t entries(const char* directory) {
   return static_cast<std::size_t>(std::distance(begin(listing), end(listing)));
 }
 
+// GoogleTest and the sanitizers tell failures on these very streams.
+bool is_worth_showing(const std::string& caught) {
+  return testing::Test::HasFailure() || caught.find("Sanitizer") != std::string::npos ||
+         caught.find("runtime error: ") != std::string::npos;
+}
+
 }  // namespace
 
 CapturedStream::CapturedStream(int captured_fd)
@@ -29,8 +35,7 @@ CapturedStream::CapturedStream(int captured_fd)
 CapturedStream::~CapturedStream() {
   const std::string caught = text();
   dup2(saved, captured);
-  // GoogleTest tells failures on standard output, which may be what is caught.
-  if (testing::Test::HasFailure()) std::fputs(caught.c_str(), captured == 1 ? stdout : stderr);
+  if (is_worth_showing(caught)) std::fputs(caught.c_str(), captured == 1 ? stdout : stderr);
   std::fflush(stdout);
   close(saved);
   close(file);

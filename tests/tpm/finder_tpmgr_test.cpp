@@ -32,7 +32,11 @@ class FinderTPMgrTest : public test::MachineTest {
     });
     log.clear();
   }
-  ~FinderTPMgrTest() override { stop(); }
+  ~FinderTPMgrTest() override {
+    stop();
+    client.reset();
+    publisher.reset();  // its callback uses what follows
+  }
 
   int start() {
     const int result = client->init(publisher);
@@ -153,20 +157,26 @@ TEST_F(FinderTPMgrTest, LivesThroughWhatItDoesNotKnow) {
   // Another netlink type, marked as one of several: libnl reads on at once, and
   // finds nothing. A length that is too large; less than a header.
   manager.send_datagram({20, 0, 0, 0, 0x39, 0x30, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 2, '1', 0});
+  EXPECT_TRUE(log.wait_for("[UDF] nl_recvmsgs_default() threw errcode -"));
   manager.send_datagram({99, 0, 0, 0, 3, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 2, '1', 0});
   manager.send_datagram({1, 2, 3});
   expect_alive();
-  ASSERT_TRUE(test::eventually([this] { return received().size() == 2; }));
-  EXPECT_TRUE(log.contains("[UDF] nl_recvmsgs_default() threw errcode -"));
+  EXPECT_TRUE(test::eventually([this] { return received().size() == 2; }));
 }
 
 TEST_F(FinderTPMgrTest, AsksForTheCurrentDraw) {
   EXPECT_EQ(client->get_total_currentdraw(), -2) << "before init";
   ASSERT_EQ(start(), 0);
+#ifdef __SANITIZE_THREAD__
+  // The sanitizer takes about a second, once, to find that it suppresses this race.
+  client->get_total_currentdraw();
+  ASSERT_TRUE(log.wait_for("Total Current draw reported : 0\n"));
+#endif
+  const std::size_t before = manager.received().size();
   manager.answer_current_draw(500);
   EXPECT_EQ(client->get_total_currentdraw(), 500);
   EXPECT_TRUE(
-      log.contains("[UDF] KLAV_usb_tpm: Current draw ACK received\n"
+      log.wait_for("[UDF] KLAV_usb_tpm: Current draw ACK received\n"
                    "[UDF] KLAV_usb_tpm: Total Current draw reported : 500\n"));
   manager.answer_current_draw(0x01020304, milliseconds(400));
   EXPECT_EQ(client->get_total_currentdraw(), 0x01020304);
@@ -180,8 +190,8 @@ TEST_F(FinderTPMgrTest, AsksForTheCurrentDraw) {
   const auto took = std::chrono::steady_clock::now() - start_time;
   EXPECT_GE(took, milliseconds(850)) << "three waits of 300 ms";
   const auto sent = manager.received();
-  ASSERT_EQ(sent.size(), 6u);
-  EXPECT_EQ(sent[1].payload, (Bytes{2, 7, 0, 0}));
+  ASSERT_EQ(sent.size(), before + 5);
+  EXPECT_EQ(sent[before].payload, (Bytes{2, 7, 0, 0}));
 }
 
 TEST_F(FinderTPMgrTest, ReportsSendsThatFail) {
