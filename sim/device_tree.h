@@ -12,11 +12,11 @@ namespace tarni::sim {
 /*
  * The USB devices of the simulated machine: a private /sys and /dev, kept by
  * umockdev, that a program sees in place of the real ones when it runs with
- * umockdev's preload object. That may be the process that owns the tree or
- * one that it starts: the tree's place is in the environment variable
- * UMOCKDEV_DIR from construction to destruction, hence one tree at a time per
- * process. Every change is followed by the kernel's uevent, so a live libusb
- * context notices. The topology manager is not told: see TopologyManager.
+ * umockdev's preload object. Those are the process that owns the tree, which has
+ * to run that way, and all that it starts: the tree's place is in the environment
+ * variable UMOCKDEV_DIR from construction to destruction, hence one tree at a
+ * time per process. Every change is followed by the kernel's uevent, so a live
+ * libusb context notices. The topology manager is not told: see TopologyManager.
  * umockdev keeps two descriptors of each tree until the process ends.
  *
  * All names are the kernel's: "1-1.4" is port 4 of the hub on port 1 of bus 1,
@@ -32,6 +32,7 @@ namespace tarni::sim {
  */
 class DeviceTree {
  public:
+  // Throws std::runtime_error when the process runs without the preload object.
   DeviceTree();
   ~DeviceTree();
   DeviceTree(const DeviceTree&) = delete;

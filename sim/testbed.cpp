@@ -22,7 +22,11 @@ std::string take_text(gchar* text) {
 
 }  // namespace
 
-Testbed::Testbed() : testbed_(umockdev_testbed_new()) {}
+Testbed::Testbed() : testbed_(umockdev_testbed_new()) {
+  if (umockdev_in_mock_environment() != FALSE) return;
+  g_object_unref(testbed_);
+  throw std::runtime_error("the simulated machine needs LD_PRELOAD=libumockdev-preload.so.0");
+}
 
 Testbed::~Testbed() {
   g_object_unref(testbed_);
