@@ -6,10 +6,14 @@
 
 namespace tarni::sim {
 
-void Mailbox::add(std::vector<ReceivedMessage> messages) {
+void Mailbox::add(std::vector<ReceivedMessage> messages,
+                  const std::function<void(const ReceivedMessage&)>& answer) {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    for (ReceivedMessage& message : messages) entries_.push_back({std::move(message), false});
+    for (ReceivedMessage& message : messages) {
+      answer(message);
+      entries_.push_back({std::move(message), false});
+    }
   }
   arrived_.notify_all();
 }

@@ -30,13 +30,16 @@ struct ReceivedMessage {
 /*
  * Keeps every message and lets several threads wait for some of them, each
  * message being given out once. Owned by the TopologyManager. Thread-safe by its
- * own lock, with which the predicates are called.
+ * own lock, which is held while the caller's functions are called.
  */
 class Mailbox {
  public:
   using Predicate = std::function<bool(const ReceivedMessage&)>;
 
-  void add(std::vector<ReceivedMessage> messages);
+  // Calls answer for each message, with the lock held: whoever has the answer
+  // finds the message here, and whoever finds the message has been answered.
+  void add(std::vector<ReceivedMessage> messages,
+           const std::function<void(const ReceivedMessage&)>& answer);
 
   // Takes the oldest messages that fit and were not taken yet, count at most;
   // fewer when the limit passes.

@@ -143,9 +143,8 @@ void ManagerThread::read_from(const ConnectionPtr& connection) {
     received.push_back(
         {connection->id(), message.type, message.flags, std::move(message.payload), Clock::now()});
   }
-  // Answers go first: whoever has seen the request may count on the order.
-  for (const ReceivedMessage& message : received) answer(connection, message.code());
-  mailbox_.add(std::move(received));
+  mailbox_.add(std::move(received),
+               [&](const ReceivedMessage& message) { answer(connection, message.code()); });
 }
 
 void ManagerThread::answer(const ConnectionPtr& connection, std::uint8_t code) {

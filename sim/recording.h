@@ -27,7 +27,6 @@ class Record {
   const std::string& path() const { return path_; }
   // Last part of the path.
   std::string name() const { return path_.substr(path_.rfind('/') + 1); }
-  std::string parent_path() const { return path_.substr(0, path_.rfind('/')); }
   // Below /dev; empty when there is none.
   std::string node() const;
   // Empty when there is none.

@@ -50,7 +50,9 @@ Bytes notification_payload(Notification code, const std::string& name, std::uint
  * and records whatever it receives. What the test wants it to say it says at
  * once, from the calling thread, to all registered connections. Reading goes on
  * meanwhile: a sender that waits for a slow reader never holds up the
- * acknowledgements.
+ * acknowledgements. A host that has its answer finds its request recorded, and
+ * what is said after wait_for_registration() comes after the answer, unless that
+ * is told to come late.
  *
  * The notifying verbs return the number of connections reached. A connection
  * that takes nothing for 10 seconds makes them throw std::runtime_error.
