@@ -34,8 +34,12 @@ build() {
 }
 
 # As it ships, with debug information for those who strip it off or read it.
-build_packaged() {
-  build "$1" "${2:-.}" "${3:-build/packaged-$1}" -DCMAKE_BUILD_TYPE=Release \
-    -DCMAKE_C_FLAGS=-g -DCMAKE_CXX_FLAGS=-g -DTARNI_BUILD_TOOLS=ON -DTARNI_BUILD_EXAMPLES=ON \
+# build_library ARCHITECTURE SOURCES BUILD [CMAKE-ARGUMENT...]
+build_library() {
+  build "$@" -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS=-g -DCMAKE_CXX_FLAGS=-g \
     -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_LIBDIR="lib/$(triplet "$1")"
+}
+
+build_packaged() {
+  build_library "$1" . "build/packaged-$1" -DTARNI_BUILD_TOOLS=ON -DTARNI_BUILD_EXAMPLES=ON
 }

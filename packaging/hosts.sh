@@ -2,6 +2,7 @@
 # shellcheck shell=sh
 # For scripts that try an installation out with the outside projects below
 # tests/consumer/. Sourced after common.sh.
+# shellcheck disable=SC2154 # scratch and root are set there
 packaging/ensure-packages make umockdev
 packaging/setup-armhf
 packaging/make-sysroot armhf build/sysroot-armhf
