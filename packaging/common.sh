@@ -22,10 +22,11 @@ triplet() {
   esac
 }
 
+# ARCHITECTURE is armhf, or any other for the compiler that the arguments name.
 # build ARCHITECTURE SOURCES BUILD [CMAKE-ARGUMENT...]
 build() {
   toolchain=
-  [ "$1" = amd64 ] || toolchain=$root/cmake/toolchain-$1.cmake
+  [ "$1" != armhf ] || toolchain=$root/cmake/toolchain-armhf.cmake
   sources=$2
   folder=$3
   shift 3
