@@ -149,6 +149,9 @@ TEST_F(FinderTPMgrTest, LivesThroughWhatItDoesNotKnow) {
   }
   manager.send_payload({});
   ASSERT_TRUE(log.wait_for("[UDF] KLAV_usb_tpm: unrecognized notification\n", 10));
+  // Fields that are missing read as zero.
+  manager.send_payload({2, 0x87});
+  EXPECT_TRUE(log.wait_for("[UDF] KLAV_usb_tpm: Total Current draw reported : 0\n"));
   // A name without a terminator ends with its message.
   manager.send_payload({2, 3, '1', '-', '1', '.', '1', '2'});
   ASSERT_TRUE(manager.wait_for_ack(0x83));
