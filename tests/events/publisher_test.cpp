@@ -67,6 +67,7 @@ TEST_F(PublisherTest, DeliversInOrderToCallbacksInOrder) {
   const std::vector<std::string> expected = {"a0x", "b0x", "a0x", "c6y", "a0z", "b0z", "a0z"};
   EXPECT_EQ(noted(), expected);
   EXPECT_TRUE(log.wait_for("[UDF] Publisher : returned from callback\n", 8));
+  EXPECT_TRUE(eventually(test::others_sleep)) << "an idle delivery thread waits";
 }
 
 TEST_F(PublisherTest, SubscribesToAllNineTypesInLogOrder) {

@@ -85,6 +85,7 @@ TEST_F(FileIoTest, ListsDirectories) {
   EXPECT_EQ(tails, Names{"file.tail"});
   Names directories;
   File_IO::GetSubDirectoryList(root, directories);
+  EXPECT_FALSE(File_IO::FileExists(path("dangling-1-1").c_str()));
   EXPECT_EQ(sorted(directories), (Names{"dir-1-1", "link", "other"}));
   Names named;
   File_IO::FilterSubDirectoryList(root, "1-1", named);
@@ -189,7 +190,7 @@ TEST_F(FileIoTest, WritesRemovesAndMeasuresFiles) {
 }
 
 TEST_F(FileIoTest, StitchesChunksInOrder) {
-  std::string large(200000, 'x');
+  std::string large(3 * 65536, 'x');  // three blocks to the byte
   for (std::size_t i = 0; i < large.size(); ++i) large[i] = static_cast<char>('a' + i % 23);
   const std::string target = path("new/fw.bin");
   const auto size = static_cast<unsigned int>(large.size());
@@ -198,7 +199,7 @@ TEST_F(FileIoTest, StitchesChunksInOrder) {
   EXPECT_FALSE(fs::exists(target));
   EXPECT_TRUE(File_IO::WriteFileChunks(target.c_str(), "end", 3, 3, true));
   EXPECT_EQ(content("new/fw.bin"), large + "end");
-  EXPECT_EQ(out.count(kSuccess), 5u);
+  EXPECT_EQ(out.count(kSuccess), 4u);
   Names left;
   File_IO::GetFileList(path("new"), left);
   EXPECT_EQ(left, Names{"fw.bin"});

@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 
 namespace tarni::test {
@@ -76,6 +77,17 @@ std::size_t open_descriptors() {
 }
 std::size_t running_threads() {
   return entries("/proc/self/task");
+}
+
+bool others_sleep() {
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    if (task.path().filename() == std::to_string(gettid())) continue;
+    std::ifstream file(task.path() / "stat");
+    std::string status;
+    std::getline(file, status);
+    if (status.find(") S ") == std::string::npos) return false;
+  }
+  return true;
 }
 
 }  // namespace tarni::test

@@ -38,6 +38,8 @@ bool eventually(Condition condition);
 // Number of descriptors that this process has open.
 std::size_t open_descriptors();
 std::size_t running_threads();
+// Whether all threads but the caller's wait for something.
+bool others_sleep();
 
 }  // namespace tarni::test
 

@@ -197,6 +197,26 @@ TEST_F(FinderTPMgrTest, AsksForTheCurrentDraw) {
   EXPECT_EQ(sent[before].payload, (Bytes{2, 7, 0, 0}));
 }
 
+// Not always, for the answer is stored without the lock that the caller waits
+// with, but as a rule it wakes the caller.
+TEST_F(FinderTPMgrTest, IsWokenByTheAnswer) {
+  ASSERT_EQ(start(), 0);
+  EXPECT_TRUE(test::eventually([this] {
+    const auto asked = std::chrono::steady_clock::now();
+    const bool answered = client->get_total_currentdraw() == 0;
+    return answered && std::chrono::steady_clock::now() - asked < milliseconds(200);
+  }));
+}
+
+// The thread that listens since the first init is still woken at the end.
+TEST_F(FinderTPMgrTest, EndsPromptlyAfterASecondInitThatFailed) {
+  ASSERT_EQ(start(), 0);
+  unsetenv(sim::kManagerVariable);
+  EXPECT_LT(client->init(publisher), 0);
+  expect_alive();
+  stop();
+}
+
 TEST_F(FinderTPMgrTest, ReportsSendsThatFail) {
   ASSERT_EQ(start(), 0);
   test::faults::netlink_sends_fail = true;
