@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+namespace tarni::sim {
+
+// Exit statuses of tarni-sim's own, as the manual page lists them. All others are
+// the program's.
+enum ExitStatus : int {
+  kExpectationFailed = 90,
+  kWrongUsage = 91,
+  kScriptError = 92,
+  kMachineFailed = 93,
+  kCannotStart = 94,
+};
+
+// Thrown to end tarni-sim with one sentence on standard error.
+struct Failure {
+  ExitStatus status;
+  std::string message;
+};
+
+}  // namespace tarni::sim
