@@ -4,6 +4,7 @@
 #include <libusb.h>
 
 #include "base/log.h"
+#include "devices/class_entries.h"
 #include "devices/device_class.h"
 
 namespace tarni {
@@ -18,8 +19,14 @@ using ConfigDescriptor = std::unique_ptr<libusb_config_descriptor, ConfigFreer>;
 
 UsbDeviceInfo::UsbDeviceInfo(libusb_device* dev, Reference) : device(libusb_ref_device(dev)) {}
 
+UsbDeviceInfo::UsbDeviceInfo(libusb_device* dev, ClassEntries& classes)
+    : UsbDeviceInfo(dev, Reference()) {
+  load_info(classes);
+}
+
 UsbDeviceInfo::UsbDeviceInfo(libusb_device* dev) : UsbDeviceInfo(dev, Reference()) {
-  load_info();
+  ClassEntries classes;
+  load_info(classes);
 }
 
 UsbDeviceInfo::~UsbDeviceInfo() {
@@ -27,7 +34,7 @@ UsbDeviceInfo::~UsbDeviceInfo() {
   device = nullptr;
 }
 
-int UsbDeviceInfo::load_info() {
+int UsbDeviceInfo::load_info(ClassEntries& classes) {
   bus_num = libusb_get_bus_number(device);
   dev_addr = libusb_get_device_address(device);
   num_ports = libusb_get_port_numbers(device, ports, kMaxPorts);
@@ -35,7 +42,7 @@ int UsbDeviceInfo::load_info() {
   if (load_info_from_desc() < 0) return -1;
   if (load_info_from_intf() < 0) return -1;
   map_dev_class();
-  load_paths();
+  load_paths(classes);
   load_info_strings();
   return 0;
 }

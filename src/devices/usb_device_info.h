@@ -16,6 +16,8 @@ struct libusb_device_handle;
 
 namespace tarni {
 
+class ClassEntries;
+
 // The description of one attached USB device, read when a snapshot is taken.
 // Shared by its snapshot and whoever looked it up there; it can outlive the
 // snapshot, for it holds a libusb reference of its own on its device.
@@ -28,6 +30,8 @@ class UsbDeviceInfo {
   // Loads the description. Where that fails load_usb_device_struct refuses; there
   // are then no texts, no paths and no class.
   explicit UsbDeviceInfo(libusb_device* dev);
+  // The same for one of many: what the classes hold is shared between them.
+  UsbDeviceInfo(libusb_device* dev, ClassEntries& classes);
   ~UsbDeviceInfo();
   UsbDeviceInfo(const UsbDeviceInfo&) = delete;
   UsbDeviceInfo& operator=(const UsbDeviceInfo&) = delete;
@@ -55,12 +59,12 @@ class UsbDeviceInfo {
   int load_info_from_strdesc();
 
  private:
-  // Takes the reference. The public constructor delegates to it, so that the
+  // Takes the reference. The public constructors delegate to it, so that the
   // destructor gives it back also where loading throws.
   struct Reference {};
   UsbDeviceInfo(libusb_device* dev, Reference);
 
-  int load_info();
+  int load_info(ClassEntries& classes);
   int load_info_from_desc();
   int load_info_from_intf();
   void map_dev_class();
@@ -73,10 +77,10 @@ class UsbDeviceInfo {
   std::string get_ports_string() const;
   std::string get_sysfs_dir_name() const;
   std::string get_sysfs_path() const;
-  int load_paths();
-  void load_raw_paths();
+  int load_paths(ClassEntries& classes);
+  void load_raw_paths(ClassEntries& classes);
   std::size_t count_raw_paths();
-  void raw_device_paths(std::vector<std::string>& out) const;
+  void raw_device_paths(ClassEntries& classes, std::vector<std::string>& out) const;
 
   static constexpr int kMaxPorts = 8;
 

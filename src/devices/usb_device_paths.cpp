@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include "base/log.h"
+#include "devices/class_entries.h"
 #include "devices/device_class.h"
 #include "devices/usb_device_info.h"
 #include "fileio/file_io.h"
@@ -29,11 +30,10 @@ void wait_for_disks() {
 // Nodes of the entries of a sysfs class whose device lies below `dir_name`. The
 // name is looked for anywhere in the path, without regard for where a component
 // ends: 1-1 also finds what is at 1-1.4, 1-10 and 11-1. Hosts know it so.
-void append_class_nodes(const char* class_directory, const std::string& dir_name,
+void append_class_nodes(const std::vector<std::string>& entries, const std::string& dir_name,
                         std::vector<std::string>& out) {
-  std::vector<std::string> entries;
-  File_IO::FilterSubDirectoryFromSymlinks(class_directory, dir_name, entries);
-  for (std::string& entry : entries) {
+  for (std::string entry : entries) {
+    if (entry.find(dir_name) == std::string::npos) continue;
     std::string name;
     std::string directory;
     File_IO::GetFileNameFromPath(entry, name, directory);
@@ -83,29 +83,29 @@ std::string UsbDeviceInfo::get_sysfs_path() const {
   return name.empty() ? "" : kSysfsDevices + name;
 }
 
-int UsbDeviceInfo::load_paths() {
+int UsbDeviceInfo::load_paths(ClassEntries& classes) {
   sysfs_path = get_sysfs_path();
-  load_raw_paths();
+  load_raw_paths(classes);
   return 0;
 }
 
 // Only while there are none: of several threads that waited for the same disk,
 // one finds it for all.
-void UsbDeviceInfo::load_raw_paths() {
+void UsbDeviceInfo::load_raw_paths(ClassEntries& classes) {
   const std::lock_guard<std::mutex> lock(raw_paths_mutex);
-  if (raw_paths.empty()) raw_device_paths(raw_paths);
+  if (raw_paths.empty()) raw_device_paths(classes, raw_paths);
 }
 
-void UsbDeviceInfo::raw_device_paths(std::vector<std::string>& out) const {
+void UsbDeviceInfo::raw_device_paths(ClassEntries& classes, std::vector<std::string>& out) const {
   const std::string dir_name = get_sysfs_dir_name();
   if (dir_name.empty()) return;
   switch (dev_cls) {
     case kMassStorage:
       log("[UDF] RawDevicePath: searching for mass storage paths - %s\n", dir_name.c_str());
-      append_class_nodes(kSysBlock, dir_name, out);
+      append_class_nodes(classes.get(kSysBlock), dir_name, out);
       break;
     case kHumanInterface:
-      append_class_nodes(kSysHidraw, dir_name, out);
+      append_class_nodes(classes.get(kSysHidraw), dir_name, out);
       break;
     case kCommunications:
       append_tty_nodes(sysfs_path, dir_name, out);
@@ -136,7 +136,8 @@ int UsbDeviceInfo::get_num_partitions() {
       // sysfs path is not made anew: it cannot have changed, and other threads
       // may be reading it.
       wait_for_disks();
-      load_raw_paths();
+      ClassEntries classes;  // as they are now
+      load_raw_paths(classes);
       count = count_raw_paths();
     }
   }

@@ -4,6 +4,7 @@
 #include <libusb.h>
 
 #include "base/log.h"
+#include "devices/class_entries.h"
 #include "devices/usb_device_info.h"
 
 namespace tarni {
@@ -39,8 +40,9 @@ int UsbDevices::refresh_devicelist() {
 // None is left out: hubs, root hubs and devices that cannot be read count too.
 void UsbDevices::populate_device_info() {
   if (!devlist) return;
+  ClassEntries classes;
   for (libusb_device** device = devlist; *device; ++device) {
-    devices.push_back(std::make_shared<UsbDeviceInfo>(*device));
+    devices.push_back(std::make_shared<UsbDeviceInfo>(*device, classes));
   }
 }
 
