@@ -2,7 +2,8 @@
 #include "sim/tool/command_line.h"
 
 #include <CLI/CLI.hpp>
-#include <iostream>
+#include <algorithm>
+#include <memory>
 
 #include "sim/tool/failure.h"
 
@@ -18,11 +19,17 @@ constexpr const char* kFooter =
     "  94  the program could not be started\n"
     "The commands of a script are in tarni-sim(1).";
 
+class Formatter : public CLI::Formatter {
+ public:
+  std::string make_usage(const CLI::App*, std::string) const override {
+    return "Usage: tarni-sim [OPTIONS] -- PROGRAM [ARGUMENT]...\n";
+  }
+};
+
 void describe(CLI::App& app, Options& options) {
   app.name("tarni-sim");
   app.set_version_flag("--version", "tarni-sim " TARNI_VERSION);
   app.footer(kFooter);
-  app.positionals_at_end();
   app.add_option("--machine", options.machines, "A recording by umockdev-record; can be repeated")
       ->type_name("FILE")
       ->allow_extra_args(false);
@@ -30,8 +37,12 @@ void describe(CLI::App& app, Options& options) {
       ->type_name("FILE");
   app.add_option("--log", options.log, "Write what the machine did and heard to a file")
       ->type_name("FILE");
-  app.add_option("PROGRAM", options.program, "The program to run and its arguments, after --")
-      ->required();
+  app.formatter(std::make_shared<Formatter>());
+}
+
+std::vector<std::string> reversed(std::vector<std::string> words) {
+  std::reverse(words.begin(), words.end());
+  return words;
 }
 
 }  // namespace
@@ -40,8 +51,13 @@ Options read_command_line(int argc, char** argv) {
   Options options;
   CLI::App app("Runs a program inside a simulated USB machine.");
   describe(app, options);
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  const auto separator = std::find(words.begin(), words.end(), "--");
+  if (separator != words.end()) options.program.assign(separator + 1, words.end());
   try {
-    app.parse(argc, argv);
+    // It wants them so.
+    app.parse(reversed({words.begin(), separator}));
+    if (options.program.empty()) throw CLI::RequiredError("-- and a program");
   } catch (const CLI::Success& request) {
     app.exit(request);
     options.program.clear();

@@ -84,8 +84,8 @@ struct Script {
   std::vector<Step> after_start;
 };
 
-// Throws Failure with file, line and word. origin stands for the file.
-Script parse_script(const std::string& text, const std::string& origin);
+// path: for the errors, which are Failures with file, line and word.
+Script parse_script(const std::string& text, const std::string& path);
 
 // The contents of a file or, for "-", of standard input. Throws Failure.
 std::string read_script(const std::string& path);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -164,7 +165,8 @@ class Parser {
 
 }  // namespace
 
-Script parse_script(const std::string& text, const std::string& origin) {
+Script parse_script(const std::string& text, const std::string& path) {
+  const std::string origin = path == "-" ? "<stdin>" : path;
   Parser parser;
   std::istringstream lines(text);
   int number = 0;
@@ -177,12 +179,9 @@ Script parse_script(const std::string& text, const std::string& origin) {
 std::string read_script(const std::string& path) {
   if (path == "-") return {std::istreambuf_iterator<char>(std::cin), {}};
   std::ifstream file(path, std::ios::binary);
-  std::string text{std::istreambuf_iterator<char>(file), {}};
-  // A directory opens well and fails to be read.
-  if (!file.is_open() || file.bad()) {
-    throw Failure{kScriptError, path + ": " + std::generic_category().message(errno)};
-  }
-  return text;
+  if (!file) throw Failure{kScriptError, path + ": " + std::generic_category().message(errno)};
+  if (std::filesystem::is_directory(path)) throw Failure{kScriptError, path + ": is a directory"};
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 }  // namespace tarni::sim
