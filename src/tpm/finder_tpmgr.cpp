@@ -50,7 +50,8 @@ FinderTPMgr::~FinderTPMgr() {
 // A failure undoes nothing: what was opened stays until disconnect, destruction
 // or another try.
 int FinderTPMgr::init(std::shared_ptr<Publisher> pub) {
-  publisher = std::move(pub);
+  // Not replaced by itself: the listening thread of an earlier init may be reading.
+  if (publisher != pub) publisher = std::move(pub);
   if (open_terminator() < 0) {
     log("[UDF] FinderTPMgr::init terminator_efd creation failed! - ERROR : %d\n", terminator_efd);
     return -1;
