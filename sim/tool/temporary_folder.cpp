@@ -9,10 +9,21 @@
 #include "sim/tool/failure.h"
 
 namespace tarni::sim {
+namespace {
+
+// umockdev puts sockets deep into the folder, whose names fit into 107 bytes.
+constexpr std::size_t kLongestParentBytes = 40;
+
+std::string parent_folder() {
+  const char* variable = std::getenv("TMPDIR");
+  const std::string wish = variable == nullptr ? "" : variable;
+  return wish.empty() || wish.size() > kLongestParentBytes ? "/tmp" : wish;
+}
+
+}  // namespace
 
 TemporaryFolder::TemporaryFolder() {
-  const char* variable = std::getenv("TMPDIR");
-  const std::string parent = variable != nullptr && *variable != '\0' ? variable : "/tmp";
+  const std::string parent = parent_folder();
   path_ = parent + "/tarni-sim.XXXXXX";
   if (mkdtemp(path_.data()) != nullptr) return;
   throw Failure{kMachineFailed, "cannot make a temporary folder in " + parent + ": " +

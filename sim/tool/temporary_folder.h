@@ -9,7 +9,8 @@ namespace tarni::sim {
 // A folder of its own for this run, gone with the object.
 class TemporaryFolder {
  public:
-  // Makes one in TMPDIR, or in /tmp. Throws Failure.
+  // Makes one in TMPDIR or, without it or when its name is long, in /tmp. Throws
+  // Failure.
   TemporaryFolder();
   // Takes over one that is there.
   explicit TemporaryFolder(std::string path) : path_(std::move(path)) {}
