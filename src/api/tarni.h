@@ -19,14 +19,15 @@
  *   finder       what tarni_open() returns: one independent instance. Finders
  *                share nothing and may be used from different threads freely.
  *   device list  a snapshot of the attached devices, taken once and never
- *                refreshed, named by an int that is valid with its finder only.
- *                It has one cursor, which stands before the first device at
- *                first, and which all threads that use the list share.
+ *                refreshed (but for a disk that was late), named by an int that is valid with its
+ * finder only. It has one cursor, which stands before the first device at first, and which all
+ * threads that use the list share.
  *
  * Threads
  *   tarni_open(), tarni_init() and tarni_close() must not run at the same time
- *   as any other call on the same finder, a callback's included: one that still
- *   runs when the finder is being closed must not call into it any more. All other
+ *   as any other call on the same finder. A callback may call while tarni_init()
+ *   runs, but one that still runs when the finder is being closed must not call
+ *   into it any more. All other
  *   functions may be called from any thread at any time in between, also from
  *   inside a callback, but for tarni_subscribe(), tarni_subscribe_all() and
  *   tarni_get_total_currentdraw(), which see.
@@ -133,7 +134,7 @@ struct usb_device {
   char manufacturer[256];
   char product[256];
   char serial[256];
-  char sysfs_path[256]; /* /sys/bus/usb/devices/1-1.2; empty for a root hub */
+  char sysfs_path[256]; /* /sys/bus/usb/devices/1-1.2; empty likewise */
 };
 #ifndef __cplusplus
 typedef struct usb_device usb_device;
@@ -215,7 +216,8 @@ TARNI_API void tarni_dummy_publish(void* finder, int type);
  *
  * Returns the total in mA, as the topology manager counts it and unchecked; -1 when
  * the topology manager could not tell, or for a null finder; -2 when no answer came
- * in time or tarni_init() did not succeed.
+ * in time or tarni_init() did not succeed. An answer that is too late can be taken
+ * for that to the next question.
  */
 TARNI_API int tarni_get_total_currentdraw(void* finder);
 
@@ -276,8 +278,9 @@ TARNI_API int tarni_find_device(void* finder, const char* sysfs_path, usb_device
  * Copies the path of the first device node of the device at the cursor, such as
  * /dev/sda, /dev/hidraw0 or /dev/ttyACM0. Only mass storage, human interface and
  * communications devices have any. Nodes are those that existed when the list was
- * taken, of the device and of every device whose sysfs directory contains its
- * name: 1-1 also finds the nodes of 1-1.4, 1-10 and 11-1.
+ * taken, or when tarni_get_num_partitions() last waited for a disk. Disks and
+ * hidraw nodes are those of every device whose sysfs directory contains the name:
+ * 1-1 also finds the nodes of 1-1.4, 1-10 and 11-1.
  *
  * size: bytes in buffer; size - 1 of them are written, cut or padded with zeros,
  * the last one never: hand in a zeroed buffer.

@@ -8,8 +8,9 @@
 namespace tarni {
 
 // The entries of sysfs classes, as resolved paths in the order of their
-// directories. Each class is read once, when it is first asked for: resolving is
-// what costs most in a snapshot, and every disk would do it for every other.
+// directories. Each class is read once, when it is first asked for: resolving
+// would cost most where there are many disks, each doing it for every other. A node
+// that appears while the snapshot is being taken may be missed.
 // Owned by whoever takes a snapshot, for as long as that takes. Not thread-safe.
 class ClassEntries {
  public:

@@ -72,12 +72,12 @@ int FinderTPMgr::init(std::shared_ptr<Publisher> pub) {
     return result;
   }
   std::atomic_store(&sock, std::move(new_sock));
-  registered = true;
+  if (!registered) registered = true;  // the listening thread reads it
   return result;
 }
 
 // Another try after a failure gets a new one, for the old may have fired. Once
-// registered it stays: the listening thread waits on it.
+// registered it stays, fired or not: the listening thread waits on it.
 int FinderTPMgr::open_terminator() {
   if (registered) return terminator_efd;
   close_terminator();

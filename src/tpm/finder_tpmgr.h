@@ -19,7 +19,7 @@ namespace tarni {
 // socket, waits for notifications, publishes each as an event and acknowledges
 // it, and asks for the current draw. Owned by one finder.
 //
-// Threads: one thread at a time waits, and runs the receive callback while it
+// Threads: one thread waits on a socket, and runs the receive callback while it
 // does (during init an asynchronous one, afterwards the finder's listening
 // thread). get_total_currentdraw may be called from any thread, disconnect from
 // any one thread.
