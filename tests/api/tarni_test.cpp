@@ -274,7 +274,8 @@ TEST_F(TarniTest, ClosesUnderLoad) {
   stop = true;
   for (std::thread& flooder : flood) flooder.join();
   ASSERT_TRUE(manager.wait_for_connections(0));
-  EXPECT_EQ(test::running_threads(), threads - 2);
+  // A thread that was joined can stay in /proc for a moment.
+  EXPECT_TRUE(test::eventually([&] { return test::running_threads() <= threads - 2; }));
   EXPECT_LE(test::open_descriptors(), descriptors);
 }
 
