@@ -24,8 +24,12 @@ Publisher::Publisher() {
   worker = std::thread(&Publisher::pub_worker, this);
 }
 
-Publisher::~Publisher() {
+void Publisher::stop_running() {
   running = false;
+}
+
+Publisher::~Publisher() {
+  stop_running();
   publish(nullptr);
   if (worker.joinable()) {
     log("[UDF] Publisher destructor - waiting to join worker thread\n");

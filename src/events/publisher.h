@@ -54,6 +54,7 @@ class Publisher {
   std::size_t subscriber_count(EventType type) const;
   Callback subscriber(EventType type, std::size_t index) const;
   bool is_running() const;
+  void stop_running();
 
   // Pushed to and popped from under publish_mutex; queue_is_empty() looks at it
   // without.

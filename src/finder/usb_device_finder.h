@@ -55,6 +55,7 @@ class UsbDeviceFinder {
 
   void finder_worker();
   bool is_running() const;
+  void stop_running();
 
   // Destroyed from the last to the first: the thread, joined by then; the
   // publisher, which the client shares; the client; the device lists. A callback

@@ -77,9 +77,13 @@ void UsbDeviceFinder::dummy_publish(int type) {
   log("[UDF] Dummy Event published\n");
 }
 
+void UsbDeviceFinder::stop_running() {
+  running = false;
+}
+
 UsbDeviceFinder::~UsbDeviceFinder() {
   log("[UDF] ENTER: UsbDeviceFinder Destructor\n");
-  running = false;
+  stop_running();
   finder->disconnect();
   log("[UDF] UsbDeviceFinder Destructor called finder disconnect\n");
   if (worker_thread.joinable()) {
