@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "devices/usb_device_info.h"
 
+#include <utility>
+
 #include <libusb.h>
 
 #include "base/log.h"
@@ -19,8 +21,10 @@ using ConfigDescriptor = std::unique_ptr<libusb_config_descriptor, ConfigFreer>;
 
 UsbDeviceInfo::UsbDeviceInfo(libusb_device* dev, Reference) : device(libusb_ref_device(dev)) {}
 
-UsbDeviceInfo::UsbDeviceInfo(libusb_device* dev, ClassEntries& classes)
+UsbDeviceInfo::UsbDeviceInfo(libusb_device* dev, ClassEntries& classes,
+                             std::shared_ptr<libusb_context> libusb)
     : UsbDeviceInfo(dev, Reference()) {
+  context = std::move(libusb);
   load_info(classes);
 }
 

@@ -11,6 +11,7 @@
 #include "base/text.h"
 #include "devices/usb_device_interfaces.h"
 
+struct libusb_context;
 struct libusb_device;
 struct libusb_device_handle;
 
@@ -30,8 +31,9 @@ class UsbDeviceInfo {
   // Loads the description. Where that fails load_usb_device_struct refuses; there
   // are then no texts, no paths and no class.
   explicit UsbDeviceInfo(libusb_device* dev);
-  // The same for one of many: what the classes hold is shared between them.
-  UsbDeviceInfo(libusb_device* dev, ClassEntries& classes);
+  // The same for one of many: what the classes hold is shared between them, and
+  // the context is kept open until the last of them has given its device back.
+  UsbDeviceInfo(libusb_device* dev, ClassEntries& classes, std::shared_ptr<libusb_context> libusb);
   ~UsbDeviceInfo();
   UsbDeviceInfo(const UsbDeviceInfo&) = delete;
   UsbDeviceInfo& operator=(const UsbDeviceInfo&) = delete;
@@ -105,6 +107,7 @@ class UsbDeviceInfo {
   std::int32_t dev_cls = 0;  // a DeviceClass
   std::unique_ptr<UsbDeviceInterfaces> interfaces;
   libusb_device* device = nullptr;
+  std::shared_ptr<libusb_context> context;  // of `device`; outlasts it
   std::string sysfs_path;
   std::vector<std::string> raw_paths;  // guarded by raw_paths_mutex
   std::mutex raw_paths_mutex;

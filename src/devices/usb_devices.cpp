@@ -12,22 +12,23 @@ namespace tarni {
 UsbDevices::UsbDevices(Unopened) {}
 
 UsbDevices::UsbDevices() : UsbDevices(Unopened()) {
-  if (libusb_init(&ctx) < 0) return;
-  initialised = true;  // before loading, so that the context is closed should that throw
+  libusb_context* opened = nullptr;
+  if (libusb_init(&opened) < 0) return;
+  ctx.reset(opened, libusb_exit);
+  initialised = true;
   load_devices();
 }
 
-// Closes the context before the descriptions give back their devices, and this
-// order stays: while libusb walks its devices to close, every one of them is still
-// held here, so that a thread which drops its share of a description meanwhile
-// frees none. libusb detaches the devices that are left from 1.0.26 on.
+// The context closes with the last description, not before: of a device that was
+// unplugged meanwhile libusb keeps no track, so that closing does not detach it, and
+// giving it back afterwards would reach into a context that is gone.
 UsbDevices::~UsbDevices() {
   destroy();
 }
 
 int UsbDevices::load_devices() {
   // Without a context libusb would take its default one, which nobody opened.
-  if (ctx) libusb_get_device_list(ctx, &devlist);
+  if (ctx) libusb_get_device_list(ctx.get(), &devlist);
   populate_device_info();
   destroy_devlist();
   return 0;
@@ -42,7 +43,7 @@ void UsbDevices::populate_device_info() {
   if (!devlist) return;
   ClassEntries classes;
   for (libusb_device** device = devlist; *device; ++device) {
-    devices.push_back(std::make_shared<UsbDeviceInfo>(*device, classes));
+    devices.push_back(std::make_shared<UsbDeviceInfo>(*device, classes, ctx));
   }
 }
 
@@ -72,10 +73,7 @@ void UsbDevices::destroy_devlist() {
 
 void UsbDevices::destroy() {
   destroy_devlist();
-  if (initialised) {
-    libusb_exit(ctx);
-    ctx = nullptr;
-  }
+  ctx.reset();
   initialised = false;
 }
 

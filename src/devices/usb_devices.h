@@ -51,9 +51,9 @@ class UsbDevices {
   void destroy_devlist();
   void destroy();
 
-  libusb_context* ctx = nullptr;
-  libusb_device** devlist = nullptr;  // while it is being read
-  bool initialised = false;           // ctx is open
+  std::shared_ptr<libusb_context> ctx;  // shared with the descriptions
+  libusb_device** devlist = nullptr;    // while it is being read
+  bool initialised = false;             // ctx is open
   std::vector<std::shared_ptr<UsbDeviceInfo>> devices;
   std::atomic<std::int32_t> cursor{-1};
 };

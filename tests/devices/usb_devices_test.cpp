@@ -37,6 +37,25 @@ TEST_F(UsbDevicesTest, DescriptionsOutliveTheirSnapshotAndTheirDevice) {
   EXPECT_EQ(record.vid, 0x1234);
 }
 
+// libusb keeps no track of a device that was unplugged and that somebody holds: it
+// has to be given back before the context closes.
+TEST_F(UsbDevicesTest, OutlivesTheUnpluggingOfADevice) {
+  tree.attach(sim::Keyboard("1-1"));
+  auto snapshot = std::make_unique<UsbDevices>();
+  tree.remove("1-1");
+  EXPECT_TRUE(test::eventually([&] {  // libusb has heard of it: the root hub is left
+    const std::size_t before = snapshot->all().size();
+    snapshot->refresh_devicelist();
+    return snapshot->all().size() == before + 1;
+  }));
+  auto kept = snapshot->find_device("/sys/bus/usb/devices/1-1");
+  const int closed = test::faults::contexts_closed;
+  snapshot.reset();
+  EXPECT_EQ(test::faults::contexts_closed, closed) << "although a device is held";
+  kept.reset();
+  EXPECT_EQ(test::faults::contexts_closed, closed + 1);
+}
+
 TEST_F(UsbDevicesTest, RefreshingAppends) {
   tree.attach(sim::Keyboard("1-1"));
   UsbDevices snapshot;

@@ -48,6 +48,7 @@ std::atomic<bool> eventfd_fails{false};
 std::atomic<bool> netlink_sends_fail{false};
 std::atomic<bool> libusb_init_fails{false};
 std::atomic<bool> device_lists_fail{false};
+std::atomic<int> contexts_closed{0};
 
 void replace_nanosleep(Nanosleep replacement) {
   const std::lock_guard<std::mutex> lock(mutex);
@@ -114,6 +115,12 @@ int libusb_init(libusb_context** context) {
   if (faults::libusb_init_fails) return LIBUSB_ERROR_OTHER;
   static const auto real = faults::next<decltype(libusb_init)>("libusb_init");
   return real(context);
+}
+
+void libusb_exit(libusb_context* context) {
+  static const auto real = faults::next<decltype(libusb_exit)>("libusb_exit");
+  ++faults::contexts_closed;
+  real(context);
 }
 
 ssize_t libusb_get_device_list(libusb_context* context, libusb_device*** list) {

@@ -32,6 +32,9 @@ extern std::atomic<bool> netlink_sends_fail;
 extern std::atomic<bool> libusb_init_fails;
 extern std::atomic<bool> device_lists_fail;
 
+// How many libusb contexts were closed.
+extern std::atomic<int> contexts_closed;
+
 // Back to normal.
 void clear();
 
