@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "sim/tool/attach_command.h"
 
-#include <map>
+#include <algorithm>
+#include <iterator>
 #include <string>
+#include <string_view>
 
 #include "sim/tool/script_values.h"
 
@@ -22,8 +24,11 @@ Device unconfigured_device(const std::string& port) {
   return device.unconfigured();
 }
 
-using Maker = Device (*)(const std::string& port);
-const std::map<std::string, Maker> kMakers{
+struct Kind {
+  std::string_view name;
+  Device (*make)(const std::string& port);
+};
+constexpr Kind kKindsByName[] = {
     {"disk", [](const std::string& port) -> Device { return Disk(port); }},
     {"keyboard", [](const std::string& port) -> Device { return Keyboard(port); }},
     {"hid", [](const std::string& port) -> Device { return Hid(port); }},
@@ -44,8 +49,11 @@ void check_disk(const Details& details, const ScriptWords& words) {
   if (!details.is_disk) words.fail("is for disks only");
 }
 
-using Setter = void (*)(Details&, ScriptWords&);
-const std::map<std::string, Setter> kSetters{
+struct Option {
+  std::string_view name;
+  void (*set)(Details&, ScriptWords&);
+};
+constexpr Option kOptionsByName[] = {
     {"--vendor",
      [](Details& out, ScriptWords& words) {
        out.device.vendor_id =
@@ -80,13 +88,19 @@ const std::map<std::string, Setter> kSetters{
      }},
 };
 
+// The entry of a table with that name; null when there is none.
+template <typename Entry, std::size_t kSize>
+const Entry* find(const Entry (&table)[kSize], const std::string& name) {
+  const auto* found = std::find_if(std::begin(table), std::end(table),
+                                   [&](const Entry& entry) { return entry.name == name; });
+  return found == std::end(table) ? nullptr : found;
+}
+
 void take_options(Details& details, ScriptWords& words) {
   while (words.next_is_option()) {
-    const auto setter = kSetters.find(words.take("an option"));
-    if (setter == kSetters.end()) {
-      words.fail(std::string("unknown option; known are ") + kOptions);
-    }
-    setter->second(details, words);
+    const Option* option = find(kOptionsByName, words.take("an option"));
+    if (option == nullptr) words.fail(std::string("unknown option; known are ") + kOptions);
+    option->set(details, words);
   }
 }
 
@@ -95,10 +109,9 @@ Device take_device(const std::string& kind, ScriptWords& words) {
     const int code = take_hex(words, "a class code", 0xff);
     return DeviceOfClass(take_port(words), static_cast<std::uint8_t>(code));
   }
-  const auto maker = kMakers.find(kind);
-  if (maker == kMakers.end())
-    words.fail(std::string("unknown kind of device; known are ") + kKinds);
-  return maker->second(take_port(words));
+  const Kind* known = find(kKindsByName, kind);
+  if (known == nullptr) words.fail(std::string("unknown kind of device; known are ") + kKinds);
+  return known->make(take_port(words));
 }
 
 }  // namespace

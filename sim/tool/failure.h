@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdio>
 #include <string>
 
 namespace tarni::sim {
@@ -20,5 +21,10 @@ struct Failure {
   ExitStatus status;
   std::string message;
 };
+
+// One line on standard error.
+inline void complain(const std::string& message) {
+  static_cast<void>(std::fprintf(stderr, "tarni-sim: %s\n", message.c_str()));
+}
 
 }  // namespace tarni::sim

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <optional>
 
 #include "sim/tool/failure.h"
@@ -21,21 +20,17 @@ constexpr std::chrono::milliseconds kGrace{1000};
 // Longer than the machine leaves its program.
 constexpr std::chrono::seconds kMachineGrace{5};
 
-std::optional<std::string> variable(const char* name) {
-  const char* value = std::getenv(name);
-  return value == nullptr ? std::nullopt : std::optional<std::string>(value);
-}
-
 pid_t start_machine(char** argv, const std::string& folder, const Signals& signals) {
   ProgramOptions options;
   options.words = {"/proc/self/exe"};
   for (char** word = argv + 1; *word != nullptr; ++word) options.words.emplace_back(*word);
   options.environment = {
       {kFolderVariable, folder},
-      {kUsersTmpdirVariable, variable("TMPDIR")},
-      {kUsersPreloadVariable, variable("LD_PRELOAD")},
+      {kUsersTmpdirVariable, environment_variable("TMPDIR")},
+      {kUsersPreloadVariable, environment_variable("LD_PRELOAD")},
       {"TMPDIR", folder},
-      {"LD_PRELOAD", preload_list(current_preload_list(), {kDevicesObject})},
+      {"LD_PRELOAD",
+       preload_list(environment_variable("LD_PRELOAD").value_or(""), {kDevicesObject})},
   };
   options.parent_death_signal = SIGTERM;
   return start_program(options, signals);

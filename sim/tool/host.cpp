@@ -4,7 +4,6 @@
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "sim/tool/guardian.h"
 #include "sim/tool/preload.h"
@@ -17,11 +16,6 @@ namespace {
 constexpr std::chrono::milliseconds kGrace{2000};
 constexpr std::chrono::milliseconds kOrphanGrace{500};
 
-std::optional<std::string> variable(const char* name) {
-  const char* value = std::getenv(name);
-  return value == nullptr ? std::nullopt : std::optional<std::string>(value);
-}
-
 }  // namespace
 
 Host::~Host() {
@@ -29,14 +23,14 @@ Host::~Host() {
 }
 
 void Host::start(const std::string& folder) {
-  const auto users_preload = variable(kUsersPreloadVariable);
+  const auto users_preload = environment_variable(kUsersPreloadVariable);
   ProgramOptions options;
   options.words = words_;
   options.environment = {
       {kFolderVariable, std::nullopt},
       {kUsersTmpdirVariable, std::nullopt},
       {kUsersPreloadVariable, std::nullopt},
-      {"TMPDIR", variable(kUsersTmpdirVariable)},
+      {"TMPDIR", environment_variable(kUsersTmpdirVariable)},
       {"LD_PRELOAD",
        preload_list(users_preload.value_or(""), {netlink_object(folder), kDevicesObject})},
   };

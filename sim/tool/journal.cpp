@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "sim/tool/journal.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
+#include <iomanip>
+#include <sstream>
 #include <system_error>
 
 #include "sim/tool/failure.h"
@@ -11,19 +16,15 @@ namespace tarni::sim {
 std::string message_words(const ReceivedMessage& message) {
   if (message.code() == kRegisterCode) return "registration";
   if (message.code() == kCurrentDrawCode) return "query";
-  char text[64];
-  if (message.code() >= kAnswerBit) {
-    std::snprintf(text, sizeof text, "ack 0x%02x", message.code());
-  } else {
-    std::snprintf(text, sizeof text, "message 0x%02x of %zu bytes", message.code(),
-                  message.payload.size());
-  }
-  return text;
+  std::ostringstream text;
+  text << std::hex << std::setfill('0') << "0x" << std::setw(2) << int{message.code()};
+  return (message.code() >= kAnswerBit ? "ack " : "message ") + text.str();
 }
 
-Journal::Journal(const std::string& file) : file_(nullptr, std::fclose) {
+Journal::Journal(const std::string& file) {
   if (file.empty()) return;
-  file_.reset(std::fopen(file.c_str(), "we"));
+  // The program does not inherit it.
+  file_ = UniqueFd(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
   if (!file_) {
     throw Failure{kMachineFailed, "cannot open the log file " + file + ": " +
                                       std::generic_category().message(errno)};
@@ -39,12 +40,14 @@ void Journal::add(const std::string& line, const TopologyManager& manager) {
           "host " + std::to_string(message.connection) + " sent " + message_words(message));
   }
   write(Clock::now(), line);
-  std::fflush(file_.get());
 }
 
 void Journal::write(Clock::time_point time, const std::string& line) {
   const double seconds = std::chrono::duration<double>(time - begin_).count();
-  std::fprintf(file_.get(), "%8.3f  %s\n", seconds, line.c_str());
+  std::ostringstream text;
+  text << std::setw(8) << std::fixed << std::setprecision(3) << seconds << "  " << line << "\n";
+  // A full disk is no reason to stop.
+  if (::write(file_.get(), text.str().data(), text.str().size()) < 0) return;
 }
 
 }  // namespace tarni::sim

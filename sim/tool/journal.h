@@ -3,11 +3,10 @@
 
 #include <chrono>
 #include <cstddef>
-#include <cstdio>
-#include <memory>
 #include <string>
 
 #include "sim/topology_manager.h"
+#include "sim/unique_fd.h"
 
 namespace tarni::sim {
 
@@ -29,7 +28,7 @@ class Journal {
   void write(Clock::time_point time, const std::string& line);
 
   const Clock::time_point begin_ = Clock::now();
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
+  UniqueFd file_;
   std::size_t messages_ = 0;
 };
 

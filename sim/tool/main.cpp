@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // tarni-sim: runs a program inside a simulated USB machine.
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
 
@@ -42,10 +41,10 @@ int main(int argc, char** argv) {
   try {
     return run(argc, argv);
   } catch (const Failure& failure) {
-    std::fprintf(stderr, "tarni-sim: %s\n", failure.message.c_str());
+    complain(failure.message);
     return failure.status;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "tarni-sim: %s\n", error.what());
+    complain(error.what());
     return kMachineFailed;
   }
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "sim/tool/preload.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
@@ -50,11 +49,6 @@ std::string preload_list(const std::string& users, const std::vector<std::string
   }
   for (const std::string& object : objects) add(object);
   return out;
-}
-
-std::string current_preload_list() {
-  const char* value = std::getenv("LD_PRELOAD");
-  return value == nullptr ? "" : value;
 }
 
 }  // namespace tarni::sim

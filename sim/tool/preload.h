@@ -17,7 +17,4 @@ std::string netlink_object(const std::string& folder);
 // simulated machine are dropped from the former.
 std::string preload_list(const std::string& users, const std::vector<std::string>& objects);
 
-// LD_PRELOAD of this process, or nothing.
-std::string current_preload_list();
-
 }  // namespace tarni::sim

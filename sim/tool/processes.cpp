@@ -25,6 +25,11 @@ constexpr std::chrono::milliseconds kLook{20};
 // Processes that may not be killed, such as another user's, are let go then.
 constexpr std::chrono::seconds kPatience{5};
 
+// 0 for what is no number.
+pid_t to_pid(const char* text) {
+  return static_cast<pid_t>(std::strtol(text, nullptr, 10));
+}
+
 // 0 for a process that is gone.
 pid_t parent_of(pid_t pid) {
   std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
@@ -32,7 +37,7 @@ pid_t parent_of(pid_t pid) {
   // "7 (name) S 1 ...", and the name can be anything.
   const std::size_t name_end = text.rfind(')');
   if (name_end == std::string::npos || name_end + 4 > text.size()) return 0;
-  return static_cast<pid_t>(std::atoi(text.c_str() + name_end + 4));
+  return to_pid(text.c_str() + name_end + 4);
 }
 
 std::multimap<pid_t, pid_t> children_by_parent() {
@@ -40,7 +45,7 @@ std::multimap<pid_t, pid_t> children_by_parent() {
   const std::unique_ptr<DIR, int (*)(DIR*)> proc(opendir("/proc"), closedir);
   if (!proc) return out;
   while (const dirent* entry = readdir(proc.get())) {
-    const pid_t pid = std::atoi(entry->d_name);
+    const pid_t pid = to_pid(entry->d_name);
     if (pid > 0) out.emplace(parent_of(pid), pid);
   }
   return out;

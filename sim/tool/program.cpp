@@ -6,7 +6,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <system_error>
 
 #include "sim/tool/failure.h"
@@ -33,9 +35,8 @@ std::vector<std::string> changed_environment(const Environment& changes) {
 }
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
-  std::vector<char*> out;
-  for (std::string& text : texts) out.push_back(text.data());
-  out.push_back(nullptr);
+  std::vector<char*> out(texts.size() + 1);  // the last one is null
+  std::transform(texts.begin(), texts.end(), out.begin(), [](std::string& t) { return t.data(); });
   return out;
 }
 
@@ -60,6 +61,11 @@ struct Child {
 };
 
 }  // namespace
+
+std::optional<std::string> environment_variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? std::nullopt : std::optional<std::string>(value);
+}
 
 pid_t start_program(const ProgramOptions& options, const Signals& signals) {
   std::vector<std::string> words = options.words;

@@ -15,6 +15,9 @@ namespace tarni::sim {
 // Changes to an environment; nothing: without the variable.
 using Environment = std::map<std::string, std::optional<std::string>>;
 
+// A variable of this process's environment.
+std::optional<std::string> environment_variable(const char* name);
+
 struct ProgramOptions {
   std::vector<std::string> words;  // the program and its arguments
   Environment environment;

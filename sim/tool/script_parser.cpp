@@ -5,8 +5,8 @@
 #include <iostream>
 #include <iterator>
 #include <limits>
-#include <map>
 #include <sstream>
+#include <string_view>
 #include <system_error>
 
 #include "sim/tool/attach_command.h"
@@ -106,34 +106,44 @@ enum class Place {
 };
 
 struct Command {
+  std::string_view name;
   Action (*take)(ScriptWords&);
   Place place;
 };
 
-const std::map<std::string, Command> kCommands{
-    {"attach", {[](ScriptWords& w) -> Action { return take_attach(w); }, Place::kAnywhere}},
-    {"remove", {[](ScriptWords& w) -> Action { return Remove{take_port(w)}; }, Place::kAnywhere}},
-    {"current", {take_current, Place::kAnywhere}},
-    {"register", {take_register, Place::kAnywhere}},
-    {"say", {[](ScriptWords& w) -> Action { return Say{w.take("a text")}; }, Place::kAnywhere}},
-    {"start", {[](ScriptWords&) -> Action { return Start{}; }, Place::kStarts}},
-    {"wait", {[](ScriptWords& w) -> Action { return Wait{take_duration(w)}; }, Place::kStarts}},
-    {"expect", {take_expect, Place::kStarts}},
-    {"stop", {[](ScriptWords&) -> Action { return Stop{}; }, Place::kAfterStart}},
-    {"hang-up", {[](ScriptWords&) -> Action { return HangUp{}; }, Place::kAfterStart}},
-    {"burst", {take_burst, Place::kAfterStart}},
-    {"occluded", {take_notification<Notification::kOccludedHubAttached>, Place::kAfterStart}},
-    {"occluded-removed",
-     {take_notification<Notification::kOccludedHubRemoved>, Place::kAfterStart}},
-    {"unsupported", {take_notification<Notification::kUnsupportedDevice>, Place::kAfterStart}},
-    {"overcurrent", {take_overcurrent<Notification::kOvercurrentDetected>, Place::kAfterStart}},
-    {"overcurrent-over", {take_overcurrent<Notification::kOvercurrentRemoved>, Place::kAfterStart}},
+constexpr Command kCommands[] = {
+    {"attach", [](ScriptWords& w) -> Action { return take_attach(w); }, Place::kAnywhere},
+    {"remove", [](ScriptWords& w) -> Action { return Remove{take_port(w)}; }, Place::kAnywhere},
+    {"current", take_current, Place::kAnywhere},
+    {"register", take_register, Place::kAnywhere},
+    {"say", [](ScriptWords& w) -> Action { return Say{w.take("a text")}; }, Place::kAnywhere},
+    {"start", [](ScriptWords&) -> Action { return Start{}; }, Place::kStarts},
+    {"wait", [](ScriptWords& w) -> Action { return Wait{take_duration(w)}; }, Place::kStarts},
+    {"expect", take_expect, Place::kStarts},
+    {"stop", [](ScriptWords&) -> Action { return Stop{}; }, Place::kAfterStart},
+    {"hang-up", [](ScriptWords&) -> Action { return HangUp{}; }, Place::kAfterStart},
+    {"burst", take_burst, Place::kAfterStart},
+    {"occluded", take_notification<Notification::kOccludedHubAttached>, Place::kAfterStart},
+    {"occluded-removed", take_notification<Notification::kOccludedHubRemoved>, Place::kAfterStart},
+    {"unsupported", take_notification<Notification::kUnsupportedDevice>, Place::kAfterStart},
+    {"overcurrent", take_overcurrent<Notification::kOvercurrentDetected>, Place::kAfterStart},
+    {"overcurrent-over", take_overcurrent<Notification::kOvercurrentRemoved>, Place::kAfterStart},
 };
 
 std::string known_commands() {
   std::string names;
-  for (const auto& [name, command] : kCommands) names += (names.empty() ? "" : ", ") + name;
+  for (const Command& command : kCommands) {
+    names += (names.empty() ? "" : ", ") + std::string(command.name);
+  }
   return names;
+}
+
+const Command& take_command(ScriptWords& words) {
+  const std::string& name = words.take("a command");
+  for (const Command& command : kCommands) {
+    if (command.name == name) return command;
+  }
+  words.fail("unknown command; known are " + known_commands());
 }
 
 class Parser {
@@ -145,9 +155,7 @@ class Parser {
 
  private:
   void parse_command(ScriptWords& words) {
-    const auto found = kCommands.find(words.take("a command"));
-    if (found == kCommands.end()) words.fail("unknown command; known are " + known_commands());
-    const Command& command = found->second;
+    const Command& command = take_command(words);
     if (command.place == Place::kAfterStart && !started_) {
       words.fail(
           "nothing is running yet that could be told; put \"start\" or \"expect registered\" "

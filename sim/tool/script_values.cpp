@@ -11,7 +11,7 @@
 namespace tarni::sim {
 namespace {
 
-constexpr std::int64_t kLongestMs = 24 * 3600 * 1000;
+constexpr double kLongestMs = 24 * 3600e3;
 constexpr std::array<std::string_view, 6> kSpeeds{"1.5", "12", "480", "5000", "10000", "20000"};
 
 // The whole text as a number; nothing when it is none.
@@ -29,7 +29,7 @@ std::optional<Milliseconds> duration(const std::string& text) {
   if (!std::regex_match(text, parts, pattern)) return std::nullopt;
   const double unit = parts[3] == "s" ? 1000 : 1;
   const double ms = std::stod(parts[1].str() + parts[2].str()) * unit;
-  if (ms > static_cast<double>(kLongestMs)) return std::nullopt;
+  if (ms > kLongestMs) return std::nullopt;
   return Milliseconds(static_cast<std::int64_t>(ms));
 }
 

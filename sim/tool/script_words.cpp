@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "sim/tool/script_words.h"
 
+#include <algorithm>
 #include <cctype>
 #include <utility>
 

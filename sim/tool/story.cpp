@@ -2,8 +2,8 @@
 #include "sim/tool/story.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <exception>
+#include <iostream>
 #include <variant>
 
 #include "sim/tool/failure.h"
@@ -123,8 +123,7 @@ void Story::act(const Step&, const Wait& wait) {
 }
 
 void Story::act(const Step&, const Say& say) {
-  std::puts(say.text.c_str());
-  std::fflush(stdout);
+  std::cout << say.text << std::endl;
 }
 
 void Story::act(const Step& step, const Expect& expect) {
@@ -156,11 +155,11 @@ bool Story::comes_in_time(const Expect& expect) {
 
 void Story::report_failure(const Step& step) {
   failed_ = true;
-  std::string text = "tarni-sim: " + step.where + ": " + step.text + ": " + what_came();
+  std::string text = step.where + ": " + step.text + ": " + what_came();
   if (host_.has_ended()) {
     text += "; the program ended with status " + std::to_string(host_.status());
   }
-  std::fprintf(stderr, "%s\n", text.c_str());
+  complain(text);
 }
 
 std::string Story::what_came() const {
