@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "sim/device.h"
 
+#include <regex>
 #include <utility>
 
 namespace tarni::sim {
@@ -36,7 +37,16 @@ Interface hid_interface_of(std::uint8_t subclass, std::uint8_t protocol) {
   return interface;
 }
 
+// Longer ones make paths that are too long for the file system, and matching them
+// takes more stack than there is.
+constexpr std::size_t kLongestPort = 64;
+
 }  // namespace
+
+bool is_port(const std::string& name) {
+  static const std::regex pattern("[1-9][0-9]{0,2}-[1-9][0-9]{0,2}(\\.[1-9][0-9]{0,2})*");
+  return name.size() <= kLongestPort && std::regex_match(name, pattern);
+}
 
 Interface storage_interface(int disks) {
   Interface interface = interface_of(kMassStorage, 0x06, 0x50);

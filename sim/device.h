@@ -10,6 +10,9 @@
 
 namespace tarni::sim {
 
+// Whether it is the name of a port below a root hub, such as 1-1.4; 64 characters at most.
+bool is_port(const std::string& name);
+
 struct Endpoint {
   std::uint8_t address;     // bit 7: towards the host
   std::uint8_t attributes;  // 2: bulk, 3: interrupt

@@ -3,7 +3,6 @@
 
 #include <map>
 #include <mutex>
-#include <regex>
 #include <stdexcept>
 
 #include "sim/descriptors.h"
@@ -16,11 +15,6 @@ namespace {
 
 constexpr const char* kController = "/devices/pci0000:00/0000:00:14.0/";
 constexpr int kLastBus = 999;  // has three digits in /dev/bus/usb
-
-bool is_port(const std::string& name) {
-  static const std::regex pattern("[1-9][0-9]{0,2}-[1-9][0-9]{0,2}(\\.[1-9][0-9]{0,2})*");
-  return std::regex_match(name, pattern);
-}
 
 // "1-1" for "1-1.4"; empty for "1-1", whose parent is the root hub.
 std::string parent_hub(const std::string& port) {

@@ -62,9 +62,8 @@ int take_hex(ScriptWords& words, const char* what, int most) {
 }
 
 std::string take_port(ScriptWords& words) {
-  static const std::regex pattern("[1-9][0-9]{0,2}-[1-9][0-9]{0,2}(\\.[1-9][0-9]{0,2})*");
   const std::string& text = words.take("a port, such as 1-1.4,");
-  if (!std::regex_match(text, pattern)) words.fail("is no port, such as 1-1.4");
+  if (!is_port(text)) words.fail("is no port, such as 1-1.4");
   return text;
 }
 

@@ -93,8 +93,11 @@ TEST(DeviceTreeTest, WritesOddContentsButRefusesOddNames) {
   EXPECT_EQ(read("/sys/bus/usb/devices/1-1/descriptors"), "\t");
   tree.remove_attribute("1-1", "product");
   EXPECT_FALSE(fs::exists("/sys/bus/usb/devices/1-1/product"));
-  for (const char* port : {"", "1", "usb1", "1-", "0-1", "1-0", "1-1.", "1-1/2", "1-1"}) {
-    EXPECT_THROW(tree.attach(Hid(port)), std::invalid_argument) << port;
+  std::string deep = "1-2";
+  while (deep.size() < 100000) deep += ".1";
+  for (const auto& port : Names{"", "1", "usb1", "1-", "0-1", "1-0", "1-1.", "1-1/2", "1-1", deep,
+                                deep.substr(0, 65)}) {
+    EXPECT_THROW(tree.attach(Hid(port)), std::invalid_argument) << port.substr(0, 65);
   }
   EXPECT_THROW(tree.attach(Hid("1-2").attribute("../x", "")), std::invalid_argument);
   EXPECT_THROW(tree.add_disk("1-1"), std::invalid_argument);
