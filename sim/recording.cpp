@@ -14,11 +14,20 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "sim/places.h"
+
 namespace tarni::sim {
 namespace {
 
 constexpr std::size_t kTagLength = 3;  // "E: "
 constexpr const char* kDevicesDirectory = "/devices/";
+
+// Files and links in the directory of a device.
+constexpr const char* kMadeByUmockdev[] = {"dev", "subsystem", "uevent"};
+
+// Files get a longer name while they are written, and lie below a test bed.
+constexpr std::size_t kLongestName = 200;
+constexpr std::size_t kLongestPath = 1000;
 
 std::string hex(const std::string& bytes) {
   static const char digits[] = "0123456789ABCDEF";
@@ -44,6 +53,15 @@ std::pair<std::string, std::string> split(const std::string& line) {
   const std::size_t equals = line.find('=');
   if (equals == std::string::npos) return {line.substr(kTagLength), ""};
   return {line.substr(kTagLength, equals - kTagLength), line.substr(equals + 1)};
+}
+
+std::size_t longest_part(const std::string& path) {
+  std::size_t longest = 0;
+  for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 1) {
+    end = path.find('/', begin);
+    longest = std::max(longest, std::min(end, path.size()) - begin);
+  }
+  return longest;
 }
 
 bool is_hex(const std::string& text) {
@@ -80,11 +98,18 @@ const char* fault_in(const std::string& line) {
       if (name == "dev" && is_device_number(value)) return nullptr;
       return assigned && is_attribute_name(name) ? nullptr : "malformed attribute";
     case 'L':
-      return !value.empty() && is_attribute_name(name) ? nullptr : "malformed attribute link";
+      return !value.empty() && value.size() <= kLongestPath && is_attribute_name(name)
+                 ? nullptr
+                 : "malformed attribute link";
     default:
       return assigned && is_attribute_name(name) && is_hex(value) ? nullptr
                                                                   : "malformed binary attribute";
   }
+}
+
+// MAJOR and MINOR become part of a path.
+bool has_plain_numbers(const Record& record) {
+  return (record.property("MAJOR") + record.property("MINOR")).find('/') == std::string::npos;
 }
 
 // What is wrong with a whole paragraph; null when nothing is.
@@ -96,6 +121,7 @@ const char* fault_in(const Record& record) {
   if (!record.node().empty() && record.property("DEVNAME").empty()) {
     return "has a device node but no DEVNAME property";
   }
+  if (!has_plain_numbers(record)) return "has a malformed MAJOR or MINOR property";
   return nullptr;
 }
 
@@ -112,9 +138,7 @@ class Parser {
       begin(line);
     } else {
       if (const char* fault = fault_in(line)) fail(fault);
-      if (is_attribute(line) && !attributes_.insert(split(line).first).second) {
-        fail("the same attribute a second time");
-      }
+      add_places(line);
       records_.back().add_line(line);
     }
   }
@@ -138,9 +162,23 @@ class Parser {
       fail("a device has to begin with \"P: /devices/...\"");
     }
     if (!paths_.insert(path).second) fail("the same device a second time");
-    attributes_.clear();
+    if (!places_.add_directory(path)) fail("a file of another device is in the way");
+    for (const char* made : kMadeByUmockdev) {
+      if (!places_.add_file(path + "/" + made)) fail("another device is in the way");
+    }
     records_.emplace_back(path);
     in_paragraph_ = true;
+  }
+
+  void add_places(const std::string& line) {
+    const std::string name = split(line).first;
+    if (is_attribute(line)) {
+      const std::string file = records_.back().path() + "/" + name;
+      if (!attributes_.insert(file).second) fail("the same attribute a second time");
+      if (name != "dev" && !places_.add_file(file)) fail("another file or device is in the way");
+    } else if ((line[0] == 'N' || line[0] == 'S') && !places_.add_file("/dev/" + name)) {
+      fail("another device node or link is in the way");
+    }
   }
 
   [[noreturn]] void fail(const char* fault) const {
@@ -151,7 +189,8 @@ class Parser {
   std::size_t line_number_ = 0;
   bool in_paragraph_ = false;
   std::set<std::string> paths_;
-  std::set<std::string> attributes_;  // of the current paragraph
+  std::set<std::string> attributes_;
+  Places places_;
   std::vector<Record> records_;
 };
 
@@ -161,11 +200,13 @@ bool is_safe_name(const std::string& path) {
   return !path.empty() && path[0] != '/' && path.back() != '/' &&
          ("/" + path + "/").find("/../") == std::string::npos &&
          ("/" + path + "/").find("/./") == std::string::npos &&
-         path.find("//") == std::string::npos;
+         path.find("//") == std::string::npos && path.size() <= kLongestPath &&
+         longest_part(path) <= kLongestName;
 }
 
 bool is_attribute_name(const std::string& name) {
-  return is_safe_name(name) && name != "dev" && name != "subsystem" && name != "uevent";
+  return is_safe_name(name) && std::find(std::begin(kMadeByUmockdev), std::end(kMadeByUmockdev),
+                                         name) == std::end(kMadeByUmockdev);
 }
 
 Record& Record::node(const std::string& name, int major, int minor) {

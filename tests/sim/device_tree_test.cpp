@@ -129,7 +129,14 @@ TEST(DeviceTreeTest, SaysWhatIsWrongWithARecording) {
       {good + "E:\n", "x:3: neither a P, N, S, E, A, L nor H line"},
       {good + "A: dev=../a\n", "x:3: malformed attribute"},
       {good + "\n" + good, "x:4: the same device a second time"},
-      {good + "N: a\n", "x: /devices/a has a device node but no DEVNAME property"}};
+      {good + "N: a\n", "x: /devices/a has a device node but no DEVNAME property"},
+      {good + "E: MINOR=/../b\n", "x: /devices/a has a malformed MAJOR or MINOR property"},
+      {good + "A: " + std::string(201, 'b') + "=\n", "x:3: malformed attribute"},
+      {good + "L: b=/tmp\nA: b/c=\n", "x:4: another file or device is in the way"},
+      {good + "L: b=/tmp\n\nP: /devices/a/b/c\n", "x:5: a file of another device is in the way"},
+      {good + "\nP: /devices/a/dev/b\n", "x:4: a file of another device is in the way"},
+      {"P: /devices/a/dev/b\n\n" + good, "x:3: another device is in the way"},
+      {good + "N: b/c\nS: b\n", "x:4: another device node or link is in the way"}};
   for (const auto& [text, message] : cases) {
     try {
       tree.load_text(text, "x");
