@@ -19,6 +19,7 @@ namespace tarni::bench {
 namespace {
 
 constexpr std::array kStrings{"manufacturer", "product", "serial"};
+constexpr std::array kClasses{"block", "hidraw", "tty"};
 
 // ---- libusb ----
 
@@ -83,17 +84,38 @@ void for_each(udev* context, udev_enumerate* enumeration, Function function) {
   }
 }
 
-void add_nodes(udev* context, udev_device* parent, Found& found) {
+// Searches once below a device, for all classes.
+void add_children(udev* context, udev_device* parent, Found& found) {
   const Owned<udev_enumerate> nodes(udev_enumerate_new(context));
   udev_enumerate_add_match_parent(nodes.get(), parent);
-  for (const char* subsystem : {"block", "hidraw", "tty"}) {
+  for (const char* subsystem : kClasses) {
     udev_enumerate_add_match_subsystem(nodes.get(), subsystem);
   }
   for_each(context, nodes.get(),
            [&](udev_device* node) { found.nodes += udev_device_get_devnode(node) ? 1 : 0; });
 }
 
-void add_device(udev* context, udev_device* device, Found& found) {
+bool hangs_on(udev_device* node, udev_device* device) {
+  udev_device* parent = udev_device_get_parent_with_subsystem_devtype(node, "usb", "usb_device");
+  return parent &&
+         std::strcmp(udev_device_get_syspath(parent), udev_device_get_syspath(device)) == 0;
+}
+
+// Goes through the classes for each device, as the library does, and asks each
+// entry for the USB device that it hangs on.
+void add_class_entries(udev* context, udev_device* parent, Found& found) {
+  for (const char* subsystem : kClasses) {
+    const Owned<udev_enumerate> nodes(udev_enumerate_new(context));
+    udev_enumerate_add_match_subsystem(nodes.get(), subsystem);
+    for_each(context, nodes.get(), [&](udev_device* node) {
+      if (hangs_on(node, parent)) found.nodes += udev_device_get_devnode(node) ? 1 : 0;
+    });
+  }
+}
+
+using AddNodes = void (*)(udev*, udev_device*, Found&);
+
+void add_device(udev* context, udev_device* device, AddNodes add_nodes, Found& found) {
   ++found.devices;
   found.identities += number(device, "idVendor") + number(device, "idProduct");
   for (const char* name : {"busnum", "devnum", "devpath", "speed", "bMaxPower"}) {
@@ -104,6 +126,17 @@ void add_device(udev* context, udev_device* device, Found& found) {
   attribute(device, (name + ":1.0/bInterfaceClass").c_str());
   for (const char* string : kStrings) found.characters += std::strlen(attribute(device, string));
   if (number(device, "bDeviceClass") != LIBUSB_CLASS_HUB) add_nodes(context, device, found);
+}
+
+Found enumerate(AddNodes add_nodes) {
+  Found found;
+  const Owned<udev> context(udev_new());
+  const Owned<udev_enumerate> devices(udev_enumerate_new(context.get()));
+  udev_enumerate_add_match_subsystem(devices.get(), "usb");
+  udev_enumerate_add_match_property(devices.get(), "DEVTYPE", "usb_device");
+  for_each(context.get(), devices.get(),
+           [&](udev_device* device) { add_device(context.get(), device, add_nodes, found); });
+  return found;
 }
 
 }  // namespace
@@ -121,14 +154,11 @@ Found enumerate_by_libusb() {
 }
 
 Found enumerate_by_libudev() {
-  Found found;
-  const Owned<udev> context(udev_new());
-  const Owned<udev_enumerate> devices(udev_enumerate_new(context.get()));
-  udev_enumerate_add_match_subsystem(devices.get(), "usb");
-  udev_enumerate_add_match_property(devices.get(), "DEVTYPE", "usb_device");
-  for_each(context.get(), devices.get(),
-           [&](udev_device* device) { add_device(context.get(), device, found); });
-  return found;
+  return enumerate(add_children);
+}
+
+Found enumerate_by_libudev_classes() {
+  return enumerate(add_class_entries);
 }
 
 Found enumerate_by_tarni(void* finder) {

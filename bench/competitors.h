@@ -22,7 +22,11 @@ Found enumerate_by_tarni(void* finder);
 // device, end of the context.
 Found enumerate_by_libusb();
 
-// The same from sysfs attributes, and the device nodes below each device.
+// The same from sysfs attributes, and the device nodes by one search below each
+// device, which is the least that libudev can be asked.
 Found enumerate_by_libudev();
+
+// The same, but the nodes by going through the classes for each device.
+Found enumerate_by_libudev_classes();
 
 }  // namespace tarni::bench

@@ -19,12 +19,14 @@ namespace {
 constexpr std::size_t kDevicesPerBlock = 18;
 constexpr std::size_t kNodesPerBlock = 16;
 constexpr std::size_t kTurnsTimesDevices = 4000;
+constexpr std::size_t kClassTurns = 40;
 
 struct Competitor {
   std::function<Found()> enumerate;
   Samples times{};
 };
-using Competitors = std::array<Competitor, 3>;
+template <std::size_t Size>
+using Competitors = std::array<Competitor, Size>;
 
 void attach_hub(sim::DeviceTree& tree, std::size_t port) {
   const std::string hub = "1-" + std::to_string(port);
@@ -45,9 +47,10 @@ void check_same(const Found& tarni, const Found& usb, const Found& udev, std::si
 }
 
 // Each turn begins with another one, so that none always follows the same.
-void take_turns(Competitors& competitors, std::size_t turns) {
-  for (std::size_t i = 0; i < turns * competitors.size(); ++i) {
-    Competitor& competitor = competitors[(i + i / competitors.size()) % competitors.size()];
+template <std::size_t Size>
+void take_turns(Competitors<Size>& competitors, std::size_t turns) {
+  for (std::size_t i = 0; i < turns * Size; ++i) {
+    Competitor& competitor = competitors[(i + i / Size) % Size];
     const auto start = Clock::now();
     competitor.enumerate();
     competitor.times.push_back(microseconds(Clock::now() - start) / 1000);
@@ -55,9 +58,9 @@ void take_turns(Competitors& competitors, std::size_t turns) {
 }
 
 void measure(void* finder, std::size_t blocks, const char* contexts) {
-  Competitors all{{{[finder] { return enumerate_by_tarni(finder); }},
-                   {enumerate_by_libusb},
-                   {enumerate_by_libudev}}};
+  Competitors<3> all{{{[finder] { return enumerate_by_tarni(finder); }},
+                      {enumerate_by_libusb},
+                      {enumerate_by_libudev}}};
   check_same(all[0].enumerate(), all[1].enumerate(), all[2].enumerate(), blocks);
   const std::size_t devices = blocks * kDevicesPerBlock + 1;
   take_turns(all, kTurnsTimesDevices / devices);
@@ -67,14 +70,28 @@ void measure(void* finder, std::size_t blocks, const char* contexts) {
                median_ratio(tarni.times, usb.times), median_ratio(tarni.times, udev.times));
 }
 
+// Beside libudev that goes through the classes for each device, which takes too
+// long for more than one block.
+void measure_classes(void* finder) {
+  Competitors<2> both{
+      {{[finder] { return enumerate_by_tarni(finder); }}, {enumerate_by_libudev_classes}}};
+  check_same(both[0].enumerate(), enumerate_by_libusb(), both[1].enumerate(), 1);
+  take_turns(both, kClassTurns);
+  const auto& [tarni, udev] = both;
+  std::fprintf(results, "libudev, classes by device: %.2f ms; library: %.2f ms, %.2f times\n\n",
+               udev.times.median(), tarni.times.median(), median_ratio(tarni.times, udev.times));
+}
+
 void enumeration() {
   sim::DeviceTree tree;
   void* finder = tarni_open();
+  std::size_t hubs = 0;
+  while (hubs < 2) attach_hub(tree, ++hubs);
+  measure_classes(finder);
   std::fprintf(results,
                "| devices | other libusb contexts | library, ms | bare libusb, ms | libudev, ms "
                "| library / libusb | library / libudev |\n"
                "|---:|---|---:|---:|---:|---:|---:|\n");
-  std::size_t hubs = 0;
   for (const std::size_t blocks : {1, 2, 4, 7}) {
     while (hubs < blocks * 2) attach_hub(tree, ++hubs);
     measure(finder, blocks, "none");
