@@ -11,7 +11,7 @@ void log(const char* format, ...) {
   va_start(arguments, format);
   // Standard error is unbuffered: the C library formats the whole line first
   // and hands it over in a single write.
-  std::vfprintf(stderr, format, arguments);
+  static_cast<void>(std::vfprintf(stderr, format, arguments));
   va_end(arguments);
 }
 
