@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "sim/device.h"
 
+#include <iterator>
 #include <regex>
 #include <utility>
 
@@ -19,7 +20,7 @@ constexpr std::uint8_t kBulk = 2;
 constexpr std::uint8_t kInterrupt = 3;
 
 // The descriptor that every HID interface carries, for a report descriptor of 63 bytes.
-const std::vector<std::uint8_t> kHidDescriptor{9, 0x21, 0x11, 0x01, 0, 1, 0x22, 63, 0};
+constexpr std::uint8_t kHidDescriptor[] = {9, 0x21, 0x11, 0x01, 0, 1, 0x22, 63, 0};
 
 Interface interface_of(std::uint8_t code, std::uint8_t subclass, std::uint8_t protocol) {
   Interface interface;
@@ -31,7 +32,7 @@ Interface interface_of(std::uint8_t code, std::uint8_t subclass, std::uint8_t pr
 
 Interface hid_interface_of(std::uint8_t subclass, std::uint8_t protocol) {
   Interface interface = interface_of(kHumanInterface, subclass, protocol);
-  interface.extra = kHidDescriptor;
+  interface.extra.assign(std::begin(kHidDescriptor), std::end(kHidDescriptor));
   interface.endpoints = {{0x81, kInterrupt, 8, 10}};
   interface.nodes = Nodes::kHidraw;
   return interface;

@@ -17,7 +17,7 @@ constexpr int kAcmMajor = 166;
 template <typename... Args>
 std::string format(const char* pattern, Args... args) {
   char buffer[128];
-  std::snprintf(buffer, sizeof buffer, pattern, args...);
+  static_cast<void>(std::snprintf(buffer, sizeof buffer, pattern, args...));
   return buffer;
 }
 

@@ -82,7 +82,7 @@ std::string DeviceTree::Impl::attach(const Device& device) {
   if (inventory.contains(device.port)) {
     throw std::invalid_argument("port " + device.port + " is occupied");
   }
-  const std::string path = parent_path(device.port) + "/" + device.port;
+  std::string path = parent_path(device.port) + "/" + device.port;
   const int bus = std::stoi(device.port);
   const Place place{path, bus, inventory.free_address(bus)};
   inventory.add(device_records(device, place), device.port);

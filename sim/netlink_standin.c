@@ -64,8 +64,8 @@ static void complain_of_order(void) {
   void* function = dlsym(RTLD_DEFAULT, "socket");
   if (getenv("TARNI_SIM_MANAGER") && function && dladdr(function, &first) && first.dli_fname &&
       strstr(first.dli_fname, "libumockdev-preload")) {
-    fputs("libtarni-netlink.so has to come before libumockdev-preload.so.0 in LD_PRELOAD\n",
-          stderr);
+    (void)fputs("libtarni-netlink.so has to come before libumockdev-preload.so.0 in LD_PRELOAD\n",
+                stderr);
   }
 }
 

@@ -15,7 +15,7 @@ std::string in_sysfs(const std::string& path) {
 }
 
 std::string take_text(gchar* text) {
-  const std::string out = text;
+  std::string out = text;
   g_free(text);
   return out;
 }
