@@ -2,6 +2,8 @@
 # SPDX-License-Identifier: MIT
 # docs_test.sh TREE: the manual knows every text of the log and no other; links lead
 # to files and tests that are named exist; the manual pages are well-formed.
+# Backquotes are those of Markdown.
+# shellcheck disable=SC2016
 set -u
 cd "$1" || exit 1
 

@@ -37,6 +37,8 @@ class Command {
     output_ = fdopen(ends[0], "r");
   }
   ~Command() { static_cast<void>(fclose(output_)); }
+  Command(const Command&) = delete;
+  Command& operator=(const Command&) = delete;
 
   std::string rest(int until = EOF) {
     std::string text;
