@@ -2,6 +2,7 @@
 #include "devices/usb_device_info.h"
 
 #include <gtest/gtest.h>
+#include <libusb.h>
 
 #include <cerrno>
 #include <cstring>
@@ -248,6 +249,38 @@ TEST_F(UsbDeviceInfoTest, CountsALateDiskOnceForAllThreads) {
   }
   for (std::thread& caller : callers) caller.join();
   for (const int count : counts) EXPECT_EQ(count, 1);
+}
+
+// Unlike loading, this opens the device. A simulated one opens and keeps silent.
+TEST_F(UsbDeviceInfoTest, AsksTheDeviceItselfForItsStrings) {
+  tree.attach(Disk("1-1").named("Maker", "", "2004"));
+  UsbDevices snapshot;
+  const auto device = snapshot.find_device("/sys/bus/usb/devices/1-1");
+  ASSERT_TRUE(device);
+  log.clear();
+  EXPECT_EQ(device->load_info_from_strdesc(), 0);
+  EXPECT_EQ(log.text(),
+            "[UDF] retreive_string_desc: for index 1\n[UDF] retreive_string_desc: retVal : -1\n"
+            "[UDF] retreive_string_desc: for index 0\n[UDF] retreive_string_desc: for index 2\n"
+            "[UDF] retreive_string_desc: retVal : -1\n");
+  tree.remove("1-1");
+  log.clear();
+  EXPECT_EQ(device->load_info_from_strdesc(), -4);
+  EXPECT_EQ(log.text(),
+            "[UDF] Error: load_info_from_strdesc : ERROR trying lib_usb_open : return value -4\n");
+}
+
+TEST_F(UsbDeviceInfoTest, DescribesADeviceWithoutASnapshot) {
+  tree.attach(Disk("1-1"));
+  tree.attach(Disk("1-2"));
+  libusb_device** list = nullptr;
+  ASSERT_EQ(libusb_init(nullptr), 0);
+  ASSERT_EQ(libusb_get_device_list(nullptr, &list), 3);
+  std::set<std::string> nodes;
+  for (int i = 0; i < 3; ++i) nodes.insert(disk(*std::make_unique<UsbDeviceInfo>(list[i]), 0));
+  EXPECT_EQ(nodes, (std::set<std::string>{"/dev/sda", "/dev/sdb", "none"}));
+  libusb_free_device_list(list, 1);
+  libusb_exit(nullptr);
 }
 
 }  // namespace
