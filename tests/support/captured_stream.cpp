@@ -2,14 +2,25 @@
 #include "support/captured_stream.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+// The compiler brings no header for these.
+extern "C" {
+int __sanitizer_install_malloc_and_free_hooks(void (*)(const volatile void*, std::size_t),
+                                              void (*)(const volatile void*));
+std::size_t __sanitizer_get_allocated_size(const volatile void*);
+}
+#endif
 
 namespace tarni::test {
 namespace {
@@ -78,6 +89,21 @@ std::size_t open_descriptors() {
 std::size_t running_threads() {
   return entries("/proc/self/task");
 }
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+// The sanitizers' own count includes freed memory that they keep back.
+std::size_t heap_in_use() {
+  static std::atomic<std::size_t> bytes{0};
+  static const bool counting = __sanitizer_install_malloc_and_free_hooks(
+      [](const volatile void*, std::size_t size) { bytes += size; },
+      [](const volatile void* freed) { bytes -= __sanitizer_get_allocated_size(freed); });
+  return counting ? bytes.load() : 0;
+}
+#else
+std::size_t heap_in_use() {
+  return mallinfo2().uordblks;
+}
+#endif
 
 bool others_sleep() {
   for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {

@@ -38,6 +38,13 @@ bool eventually(Condition condition);
 // Number of descriptors that this process has open.
 std::size_t open_descriptors();
 std::size_t running_threads();
+// Bytes that are allocated. Without a sanitizer, with what the C library keeps at hand.
+std::size_t heap_in_use();
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kHeapIsExact = true;
+#else
+constexpr bool kHeapIsExact = false;
+#endif
 // Whether all threads but the caller's wait for something.
 bool others_sleep();
 

@@ -8,8 +8,10 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <cstring>
 #include <deque>
 #include <mutex>
+#include <utility>
 
 namespace tarni::test::faults {
 namespace {
@@ -19,6 +21,10 @@ constexpr int kClientTimeoutMs = 600000;
 std::mutex mutex;
 Nanosleep nanosleep_replacement;
 std::deque<PollResult> poll_script;
+std::function<void()> listing_action;
+
+std::atomic<const char*> failing_function{nullptr};
+std::atomic<int> calls_left{0};
 
 Nanosleep current_nanosleep() {
   const std::lock_guard<std::mutex> lock(mutex);
@@ -36,10 +42,21 @@ bool take_scripted(pollfd* entries, nfds_t count, int timeout, int* result) {
   return true;
 }
 
-// The function that the test program's own stands in front of.
-template <typename Function>
-Function* next(const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+std::function<void()> take_listing_action() {
+  const std::lock_guard<std::mutex> lock(mutex);
+  return std::exchange(listing_action, nullptr);
+}
+
+bool is_in(const void* caller, const char* object) {
+  Dl_info info;
+  return dladdr(caller, &info) != 0 && info.dli_fname && std::strstr(info.dli_fname, object);
+}
+
+// The library's own threads have no way to tell anybody that memory has run out.
+bool is_the_library(const char* function, const void* caller) {
+  if (is_in(caller, "/libtarni.so"))
+    return in_library || std::strcmp(function, "operator new") != 0;
+  return is_in(caller, "/libnl-3.so") || (in_library && is_in(caller, "/libstdc++.so"));
 }
 
 }  // namespace
@@ -49,6 +66,28 @@ std::atomic<bool> netlink_sends_fail{false};
 std::atomic<bool> libusb_init_fails{false};
 std::atomic<bool> device_lists_fail{false};
 std::atomic<int> contexts_closed{0};
+thread_local bool in_library = false;
+
+void fail_call(const char* function, int number) {
+  calls_left = number;
+  failing_function = number > 0 ? function : nullptr;
+}
+
+bool call_failed() {
+  return calls_left <= 0;
+}
+
+void after_next_listing(std::function<void()> action) {
+  const std::lock_guard<std::mutex> lock(mutex);
+  listing_action = std::move(action);
+}
+
+// Takes no lock and gets no memory: asked before every call, operator new included.
+bool strikes(const char* function, const void* caller) {
+  const char* failing = failing_function;
+  return failing && std::strcmp(function, failing) == 0 && is_the_library(function, caller) &&
+         --calls_left == 0;
+}
 
 void replace_nanosleep(Nanosleep replacement) {
   const std::lock_guard<std::mutex> lock(mutex);
@@ -68,6 +107,8 @@ bool poll_script_done() {
 void clear() {
   replace_nanosleep(nullptr);
   script_poll({});
+  fail_call(nullptr, 0);
+  after_next_listing(nullptr);
   eventfd_fails = netlink_sends_fail = libusb_init_fails = device_lists_fail = false;
 }
 
@@ -86,6 +127,10 @@ int nanosleep(const timespec* wanted, timespec* left) {
 }
 
 int poll(pollfd* entries, nfds_t count, int timeout) {
+  if (faults::strikes("poll", __builtin_return_address(0))) {
+    errno = EINTR;
+    return -1;
+  }
   int result;
   if (faults::take_scripted(entries, count, timeout, &result)) return result;
   static const auto real = faults::next<decltype(poll)>("poll");
@@ -93,7 +138,7 @@ int poll(pollfd* entries, nfds_t count, int timeout) {
 }
 
 int eventfd(unsigned int value, int flags) {
-  if (faults::eventfd_fails) {
+  if (faults::eventfd_fails || faults::strikes("eventfd", __builtin_return_address(0))) {
     errno = EMFILE;
     return -1;
   }
@@ -103,7 +148,8 @@ int eventfd(unsigned int value, int flags) {
 
 // libnl sends a single message this way, and libusb sends none.
 ssize_t sendmsg(int fd, const msghdr* message, int flags) {
-  if (faults::netlink_sends_fail && message->msg_namelen == 12) {
+  if ((faults::netlink_sends_fail && message->msg_namelen == 12) ||
+      faults::strikes("sendmsg", __builtin_return_address(0))) {
     errno = ECONNREFUSED;
     return -1;
   }
@@ -112,7 +158,8 @@ ssize_t sendmsg(int fd, const msghdr* message, int flags) {
 }
 
 int libusb_init(libusb_context** context) {
-  if (faults::libusb_init_fails) return LIBUSB_ERROR_OTHER;
+  if (faults::libusb_init_fails || faults::strikes("libusb_init", __builtin_return_address(0)))
+    return LIBUSB_ERROR_OTHER;
   static const auto real = faults::next<decltype(libusb_init)>("libusb_init");
   return real(context);
 }
@@ -124,9 +171,13 @@ void libusb_exit(libusb_context* context) {
 }
 
 ssize_t libusb_get_device_list(libusb_context* context, libusb_device*** list) {
-  if (faults::device_lists_fail) return LIBUSB_ERROR_NO_MEM;
+  if (faults::device_lists_fail ||
+      faults::strikes("libusb_get_device_list", __builtin_return_address(0)))
+    return LIBUSB_ERROR_NO_MEM;
   static const auto real = faults::next<decltype(libusb_get_device_list)>("libusb_get_device_list");
-  return real(context, list);
+  const ssize_t result = real(context, list);
+  if (const auto action = faults::take_listing_action()) action();
+  return result;
 }
 
 }  // extern "C"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <dlfcn.h>
 #include <time.h>
 
 #include <atomic>
@@ -31,6 +32,28 @@ extern std::atomic<bool> eventfd_fails;
 extern std::atomic<bool> netlink_sends_fail;
 extern std::atomic<bool> libusb_init_fails;
 extern std::atomic<bool> device_lists_fail;
+
+// The call to `function` that is the given one from now on fails, counting those that
+// the shared library makes and those that libnl and the C++ library make for it.
+// `function` is the name of a symbol, or "operator new". 0: none fails.
+void fail_call(const char* function, int number);
+// Whether it came to that.
+bool call_failed();
+// Set by a thread while it is inside the library: memory, threads and files, which the
+// C++ library gets for anybody, fail for such threads alone.
+extern thread_local bool in_library;
+
+// For functions of the test program that stand in front of others: whether a call by
+// the code at `caller` is to fail. Takes no lock and gets no memory.
+bool strikes(const char* function, const void* caller);
+// The function behind.
+template <typename Function>
+Function* next(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+// Called once, when libusb has listed the devices and nobody has looked at them yet.
+void after_next_listing(std::function<void()> action);
 
 // How many libusb contexts were closed.
 extern std::atomic<int> contexts_closed;
