@@ -19,19 +19,20 @@
 namespace {
 
 namespace fs = std::filesystem;
+using namespace tarni::sim;
 
 // Devices as libusb found them; from then on /sys is another one.
 struct Machine {
   Machine() {
-    tree.attach(tarni::sim::Disk("1-1", 0));
-    tree.attach(tarni::sim::Keyboard("1-2"));
-    tree.attach(tarni::sim::SerialAdapter("1-3"));
+    tree.attach(Disk("1-1", 0));
+    tree.attach(Keyboard("1-2"));
+    tree.attach(SerialAdapter("1-3"));
     libusb_init(nullptr);
     assert(libusb_get_device_list(nullptr, &devices) == 4);
     setenv("UMOCKDEV_DIR", root.c_str(), 1);
   }
 
-  tarni::sim::DeviceTree tree;
+  DeviceTree tree;
   const std::string root = tree.root() + "/other";
   libusb_device** devices = nullptr;
 };
@@ -45,22 +46,9 @@ void make_entry(const std::string& sys, const std::string& line, std::uint8_t pa
   if (line[end] == '>') fs::create_symlink(sys + rest, path, ignored);
   if (line[end] != '=') return;
   std::ofstream(path) << rest << '\n';
-  std::vector<char> buffer(part & 15);
-  const auto count = static_cast<unsigned int>(buffer.size());
+  const unsigned int count = part & 15;
+  std::vector<char> buffer(count);
   assert(tarni::File_IO::ReadFile(path.c_str(), buffer.data(), count, part >> 4) <= count);
-}
-
-void describe(libusb_device* device) {
-  tarni::UsbDeviceInfo info(device);
-  usb_device record{};
-  info.load_usb_device_struct(&record);
-  assert(record.manufacturer[255] == 0 && record.product[255] == 0);
-  char node[8];
-  for (int i = info.get_num_partitions() - 1; i >= 0; --i) {
-    assert(info.get_partition_devpath(i, node, sizeof(node)) == 0);
-    assert(std::strncmp(node, "/dev/", 5) == 0 && node[7] == '\0');
-  }
-  info.dump_info();
 }
 
 }  // namespace
@@ -74,13 +62,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static const Machine machine;
   const std::string sys = machine.root + "/sys/";
   const std::string input(data, data + size);
-  // No way out of the root, and no empty names, which no caller makes.
-  if (size < 3 || input[2] == '/') return 0;
-  if (input.find("..") != std::string::npos || input.find("//") != std::string::npos) return 0;
+  if (size < 2 || input.find("..") != std::string::npos) return 0;  // nothing outside
   fs::create_directories(sys);
   std::istringstream lines(input.substr(2));
   for (std::string line; std::getline(lines, line);) make_entry(sys, line, data[1]);
-  describe(machine.devices[data[0] % 4]);
+  tarni::UsbDeviceInfo info(machine.devices[data[0] % 4]);
+  usb_device record{};
+  info.load_usb_device_struct(&record);
+  assert(record.manufacturer[255] == 0 && record.product[255] == 0);
+  char node[8];
+  for (int i = info.get_num_partitions() - 1; i >= 0; --i) {
+    assert(info.get_partition_devpath(i, node, sizeof(node)) == 0);
+    assert(std::strncmp(node, "/dev/", 5) == 0 && node[7] == '\0');
+  }
+  info.dump_info();
   fs::remove_all(sys);
   return 0;
 }

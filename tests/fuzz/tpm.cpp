@@ -19,21 +19,14 @@
 
 namespace {
 
-using tarni::sim::Bytes;
-
 int ends[2];  // the client's socket, and the kernel's end
 int acknowledged;
 std::atomic<int> delivered;
 std::string last_path;
 
-void send_datagram(Bytes bytes) {
+void send_datagram(tarni::sim::Bytes bytes) {
   bytes.resize((bytes.size() + 3) / 4 * 4);  // as the kernel does it
   if (!bytes.empty()) send(ends[1], bytes.data(), bytes.size(), 0);
-}
-
-bool is_unread() {
-  char byte;
-  return recv(ends[0], &byte, 1, MSG_PEEK | MSG_DONTWAIT) >= 0;
 }
 
 struct Client {
@@ -47,8 +40,9 @@ struct Client {
 
   // Every event is acknowledged, and every acknowledgement is for one.
   void read() {
+    char byte;
     acknowledged = delivered = 0;
-    while (is_unread()) tpmgr.wait_for_status_change();
+    while (recv(ends[0], &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0) tpmgr.wait_for_status_change();
     while (delivered < acknowledged) std::this_thread::yield();
     assert(delivered == acknowledged);
   }
