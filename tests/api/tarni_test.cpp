@@ -3,11 +3,9 @@
 #include <gtest/gtest.h>
 #include <tarni.h>
 
-#include <atomic>
 #include <mutex>
 #include <set>
 #include <stdexcept>
-#include <thread>
 
 #include "support/machine.h"
 
@@ -200,28 +198,6 @@ TEST_F(TarniTest, WorksOnWithoutATopologyManager) {
   EXPECT_TRUE(test::eventually([] { return noted().size() == 1; }));
 }
 
-TEST_F(TarniTest, AnswersManyCallersWhileNotificationsComeIn) {
-  ASSERT_EQ(tarni_init(finder), 0);
-  manager.answer_current_draw(850);
-  std::atomic<int> answered{0};
-  std::atomic<int> unanswered{0};
-  std::vector<std::thread> callers;
-  for (int t = 0; t < 4; ++t) {
-    callers.emplace_back([&] {
-      for (int i = 0; i < 25; ++i) {
-        const int total = tarni_get_total_currentdraw(finder);
-        if (total == 850) ++answered;
-        if (total == -2) ++unanswered;
-      }
-    });
-  }
-  for (int i = 0; i < 500; ++i) manager.device_attached("1-1");
-  for (std::thread& caller : callers) caller.join();
-  EXPECT_EQ(answered + unanswered, 100) << "nothing but the total, or now and then no answer";
-  EXPECT_GT(answered, 80);
-  EXPECT_TRUE(manager.wait_for_acks(0x82, 500));
-}
-
 TEST_F(TarniTest, FindersShareNothing) {
   void* other = tarni_open();
   EXPECT_EQ(tarni_get_device_list(finder), 0);
@@ -246,37 +222,6 @@ TEST_F(TarniDeathTest, ASecondInitEndsTheProcess) {
         tarni_init(finder);
       },
       testing::KilledBySignal(SIGABRT), "");
-}
-
-// Closing at any moment while notifications stream in: nothing is left behind,
-// and no socket is used that is gone.
-TEST_F(TarniTest, ClosesUnderLoad) {
-  std::atomic<bool> stop{false};
-  std::vector<std::thread> flood;
-  for (int t = 0; t < 2; ++t) {
-    flood.emplace_back([&] {
-      while (!stop) {
-        if (manager.burst(20, {2, 2, '1', '-', '1', 0}) == 0) std::this_thread::yield();
-      }
-    });
-  }
-  close();
-  const std::size_t threads = test::running_threads();
-  const std::size_t descriptors = test::open_descriptors();
-  for (int round = 0; round < 200; ++round) {
-    void* busy = tarni_open();
-    tarni_subscribe_all(busy, [](usb_event_info) {});
-    ASSERT_EQ(tarni_init(busy), 0);
-    if (round % 2) tarni_get_total_currentdraw(busy);
-    tarni_close(busy);
-    if (round % 20 == 0) log.clear();
-  }
-  stop = true;
-  for (std::thread& flooder : flood) flooder.join();
-  ASSERT_TRUE(manager.wait_for_connections(0));
-  // A thread that was joined can stay in /proc for a moment.
-  EXPECT_TRUE(test::eventually([&] { return test::running_threads() <= threads - 2; }));
-  EXPECT_LE(test::open_descriptors(), descriptors);
 }
 
 }  // namespace
