@@ -69,10 +69,6 @@ bool is_hex(const std::string& text) {
          text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
 }
 
-bool is_text(const std::string& line) {
-  return g_utf8_validate(line.data(), static_cast<gssize>(line.size()), nullptr) != FALSE;
-}
-
 bool is_device_number(const std::string& text) {
   static const std::regex pattern("[0-9]{1,9}:[0-9]{1,9}(\\\\n)?");
   return std::regex_match(text, pattern);
@@ -263,6 +259,10 @@ std::vector<Record> parse_recording(const std::string& text, const std::string& 
   std::istringstream lines(text);
   for (std::string line; std::getline(lines, line);) parser.add(line);
   return parser.finish();
+}
+
+bool is_text(const std::string& line) {
+  return g_utf8_validate(line.data(), static_cast<gssize>(line.size()), nullptr) != FALSE;
 }
 
 std::string read_recording_file(const std::string& path) {

@@ -50,6 +50,9 @@ bool is_safe_name(const std::string& name);
 // the properties cannot.
 bool is_attribute_name(const std::string& name);
 
+// Whether it is UTF-8, without a zero in it.
+bool is_text(const std::string& line);
+
 // The contents of a file. Throws std::runtime_error.
 std::string read_recording_file(const std::string& path);
 

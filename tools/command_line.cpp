@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <limits>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "failure.h"
 #include "output.h"
@@ -83,6 +85,13 @@ void describe(CLI::App& app, Options& options) {
   add_command(app, options, run_dump, "dump", "Print all that the library knows of the devices");
 }
 
+// A misspelled command is told as such, not as a missing one.
+std::string complaint(const CLI::App& app, const CLI::ParseError& error) {
+  const std::vector<std::string> unknown = app.remaining(true);
+  if (unknown.empty()) return printable(error.what());
+  return "no such command or option: " + printable(unknown.front());
+}
+
 }  // namespace
 
 Options read_command_line(int argc, char** argv, Output& output) {
@@ -97,7 +106,7 @@ Options read_command_line(int argc, char** argv, Output& output) {
     output.data(text.str());
     options.command = nullptr;
   } catch (const CLI::ParseError& error) {
-    throw Failure{kUsage, printable(error.what()) + " (see tarni --help)"};
+    throw Failure{kUsage, complaint(app, error) + " (see tarni --help)"};
   }
   return options;
 }

@@ -5,6 +5,7 @@
 #include <cctype>
 #include <utility>
 
+#include "sim/recording.h"
 #include "sim/tool/failure.h"
 
 namespace tarni::sim {
@@ -17,9 +18,11 @@ bool is_hex_pair(const std::string& text) {
 }
 
 // A script can be any file, and its words go to a terminal.
-std::string without_controls(std::string text) {
+std::string printable(std::string text) {
+  const bool is_utf8 = is_text(text);
   for (char& c : text) {
-    if (std::iscntrl(static_cast<unsigned char>(c)) != 0) c = '?';
+    const auto byte = static_cast<unsigned char>(c);
+    if (std::iscntrl(byte) != 0 || (byte >= 0x80 && !is_utf8)) c = '?';
   }
   return text;
 }
@@ -104,14 +107,14 @@ void ScriptWords::fail(const std::string& problem) const {
 }
 
 void ScriptWords::fail_at(const std::string& written, const std::string& problem) const {
-  throw Failure{kScriptError, where_ + ": " + without_controls(written) + ": " + problem};
+  throw Failure{kScriptError, where_ + ": " + printable(written) + ": " + problem};
 }
 
 std::string ScriptWords::taken_text() {
   std::string text;
   for (; reported_ < next_; ++reported_) {
     if (!text.empty()) text += ' ';
-    text += without_controls(words_[reported_].written);
+    text += printable(words_[reported_].written);
   }
   return text;
 }

@@ -72,7 +72,7 @@ TEST_F(SimToolTest, RefusesScriptsBeforeTheProgramStarts) {
       {"wait 2", "1: 2: is no time"},
       {"expect ack 0x7f", "1: 0x7f: is not a code"},
       {"current 99999999999", "1: 99999999999: is not a number of mA"},
-      {"\x1b[2J", "1: ?[2J: unknown command"},
+      {"\x1b[2J\xff", "1: ?[2J?: unknown command"},
   };
   for (const auto& [script, message] : cases) {
     const Result result = simulate_story(script, "echo started");

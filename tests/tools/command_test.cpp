@@ -101,6 +101,7 @@ TEST_F(CommandTest, FailsWithAStatusForEachReason) {
   manager.fail_current_draw();
   const std::pair<const char*, int> cases[] = {{"--version", 0},
                                                {"", 2},
+                                               {"lsit 2>&1 | grep -q 'no such.*: lsit'", 0},
                                                {"watch --timeout nan", 2},
                                                {"list --log /no/such/file", 1},
                                                {"show 9-9", 3},
