@@ -92,7 +92,7 @@ void enumeration() {
                "| devices | other libusb contexts | library, ms | bare libusb, ms | libudev, ms "
                "| library / libusb | library / libudev |\n"
                "|---:|---|---:|---:|---:|---:|---:|\n");
-  for (const std::size_t blocks : {1, 2, 4, 7}) {
+  for (const std::size_t blocks : {1u, 2u, 4u, 7u}) {
     while (hubs < blocks * 2) attach_hub(tree, ++hubs);
     measure(finder, blocks, "none");
     // A context starts faster beside another one.

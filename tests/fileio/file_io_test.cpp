@@ -190,7 +190,7 @@ TEST_F(FileIoTest, WritesRemovesAndMeasuresFiles) {
 }
 
 TEST_F(FileIoTest, StitchesChunksInOrder) {
-  std::string large(3 * 65536, 'x');  // three blocks to the byte
+  std::string large(std::size_t{3} * 65536, 'x');  // three blocks to the byte
   for (std::size_t i = 0; i < large.size(); ++i) large[i] = static_cast<char>('a' + i % 23);
   const std::string target = path("new/fw.bin");
   const auto size = static_cast<unsigned int>(large.size());
