@@ -17,7 +17,8 @@ build_consumers() {
   cp -r tests/consumer/c tests/consumer/cpp "$3"
   PKG_CONFIG_SYSROOT_DIR=$2 PKG_CONFIG_LIBDIR=$2/usr/lib/$(triplet "$1")/pkgconfig \
     make -s -C "$3/c" CC="$(triplet "$1")-gcc"
-  build "$1" "$3/cpp" "$3/cpp/build" -DCMAKE_PREFIX_PATH="$2/usr" -DCMAKE_BUILD_TYPE=Debug
+  build "$3/cpp" "$3/cpp/build" -DCMAKE_PREFIX_PATH="$2/usr" -DCMAKE_BUILD_TYPE=Debug \
+    -DCMAKE_CXX_COMPILER="$(triplet "$1")-g++"
 }
 
 # in_machine ARCHITECTURE STAGE PROGRAM [ARGUMENT...]
