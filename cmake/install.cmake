@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-# Installed files, by component: library (what a board needs), development and
-# tools (of the folders tools/ and sim/, which install their own).
+# Installed files, by component: library (what a board needs) and development.
+# The folders tools/ and sim/ are components too, and install their own.
 include(CMakePackageConfigHelpers)
 
 set(tarni_config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tarni)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# Debian packages by cpack: libtarni0, libtarni-dev and tarni-tools.
+# Debian packages by cpack: libtarni0, libtarni-dev, tarni-tools and tarni-sim.
 # packaging/build-packages configures for them and makes them.
 find_program(DPKG_ARCHITECTURE dpkg-architecture)
 if(NOT DPKG_ARCHITECTURE OR NOT CMAKE_LIBRARY_ARCHITECTURE)
@@ -33,8 +33,8 @@ set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/packages_documents.cmake
 # A synopsis for each package, none for all.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(about
-    "It lists USB devices with identity, port, class, strings and device nodes,
-tells of topology events and of the current that is drawn, and needs no
+    "The library lists USB devices with identity, port, class, strings and device
+nodes, tells of topology events and of the current that is drawn, and needs no
 daemon: it reads sysfs and speaks with the kernel's topology manager.")
 
 # tarni_package(<component> <name> <section> <value of Multi-Arch> <description>)
@@ -64,6 +64,27 @@ if(TARNI_BUILD_TOOLS)
     "list and watch USB devices from the command line
 This package has the tarni command.")
   set(CPACK_COMPONENT_TOOLS_DEPENDS library)
+endif()
+
+if(TARNI_BUILD_SIM)
+  tarni_package(sim tarni-sim utils foreign
+    "run programs in a simulated USB machine
+This package has tarni-sim, for trying hosts of libtarni without hardware or
+root: scripts plug devices in and out, and the kernel's part is simulated.")
+  # Its preload object; dpkg-shlibdeps finds what is linked.
+  set(CPACK_DEBIAN_SIM_PACKAGE_DEPENDS "umockdev (>= 0.17)")
+  # Not packages of this machine where they come from a sysroot, so that it finds
+  # the files but no names.
+  if(CMAKE_SYSROOT)
+    string(APPEND CPACK_DEBIAN_SIM_PACKAGE_DEPENDS ", libumockdev0, libglib2.0-0")
+    set(linked_in_sysroot ${PROJECT_BINARY_DIR}/linked-in-sysroot)
+    file(MAKE_DIRECTORY ${linked_in_sysroot})
+    foreach(library libumockdev.so.0 libgobject-2.0.so.0 libglib-2.0.so.0)
+      file(CREATE_LINK ${CMAKE_SYSROOT}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/${library}
+           ${linked_in_sysroot}/${library} SYMBOLIC)
+    endforeach()
+    list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${linked_in_sysroot})
+  endif()
 endif()
 
 # What dpkg-shlibdeps finds for programs that were linked with the library.
