@@ -110,7 +110,7 @@ TEST_F(CommandTest, FailsWithAStatusForEachReason) {
                                                {"current", 5},
                                                {"list >&-", 6},
                                                {"watch --count 0", 2},
-                                               {"watch --count 1 --timeout 0.1", 7}};
+                                               {"watch --count 1 --timeout 2", 7}};
   for (const auto& [arguments, status] : cases)
     EXPECT_EQ(Command(arguments).status(), status) << arguments;
   unsetenv(sim::kManagerVariable);
