@@ -3,7 +3,6 @@
 // how much is read of files and from where; then come lines: a directory "bus/usb", a
 // file "name=contents" or a link "name>place", each from /sys on.
 #include <libusb.h>
-#include <stdlib.h>
 #include <time.h>
 
 #include <cassert>
@@ -21,7 +20,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace tarni::sim;
 
-// Devices as libusb found them; from then on /sys is another one.
+// Devices as libusb found them; from then on each input makes a /sys of its own.
 struct Machine {
   Machine() {
     tree.attach(Disk("1-1", 0));
@@ -29,11 +28,9 @@ struct Machine {
     tree.attach(SerialAdapter("1-3"));
     libusb_init(nullptr);
     assert(libusb_get_device_list(nullptr, &devices) == 4);
-    setenv("UMOCKDEV_DIR", root.c_str(), 1);
   }
 
   DeviceTree tree;
-  const std::string root = tree.root() + "/other";
   libusb_device** devices = nullptr;
 };
 
@@ -60,10 +57,11 @@ int nanosleep(const timespec*, timespec*) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const Machine machine;
-  const std::string sys = machine.root + "/sys/";
+  const std::string sys = machine.tree.root() + "/sys/";
   const std::string input(data, data + size);
   if (size < 2 || input.find("..") != std::string::npos) return 0;  // nothing outside
-  fs::create_directories(sys);
+  fs::remove_all(sys);
+  fs::create_directory(sys);
   std::istringstream lines(input.substr(2));
   for (std::string line; std::getline(lines, line);) make_entry(sys, line, data[1]);
   tarni::UsbDeviceInfo info(machine.devices[data[0] % 4]);
@@ -76,6 +74,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     assert(std::strncmp(node, "/dev/", 5) == 0 && node[7] == '\0');
   }
   info.dump_info();
-  fs::remove_all(sys);
   return 0;
 }
