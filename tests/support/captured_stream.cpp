@@ -78,7 +78,8 @@ bool CapturedStream::wait_for(const std::string& part, std::size_t times) const 
 }
 
 void CapturedStream::clear() {
-  std::fflush(stdout);
+  const std::string caught = text();
+  if (is_worth_showing(caught)) dprintf(saved, "%s", caught.c_str());
   if (ftruncate(file, 0) != 0) std::perror("ftruncate");
   lseek(file, 0, SEEK_SET);
 }
