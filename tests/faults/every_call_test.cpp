@@ -138,7 +138,9 @@ class EveryCallTest : public test::MachineTest, public testing::WithParamInterfa
     const bool failed = test::faults::call_failed();
     test::faults::fail_call(nullptr, 0);
     if (number == 0) whole = sight;
-    if (number == 1) EXPECT_EQ(difference(sight, whole), GetParam().loss);
+    if (number == 1) {
+      EXPECT_EQ(difference(sight, whole), GetParam().loss);
+    }
     for (const auto& [name, value] : sight) EXPECT_LE(value, whole.at(name)) << name;
     EXPECT_EQ(difference(host.look_around(kernel), whole), "") << "afterwards";
     return failed;
@@ -209,8 +211,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Fault{"closedir", ""}, Fault{"realpath", "details 6"},
                     Fault{"fopen64", "details 6"}, Fault{"read", "details 6"},
                     Fault{"lseek64", "details 6"}),
-    [](const testing::TestParamInfo<Fault>& info) {
-      std::string name = info.param.function;
+    [](const testing::TestParamInfo<Fault>& fault) {
+      std::string name = fault.param.function;
       std::replace(name.begin(), name.end(), ' ', '_');
       return name;
     });
