@@ -187,17 +187,6 @@ TEST_F(TarniTest, DeliversEventsAndDummies) {
                                       "8 hello dummy", "99 hello dummy"}));
 }
 
-TEST_F(TarniTest, WorksOnWithoutATopologyManager) {
-  unsetenv(sim::kManagerVariable);
-  EXPECT_EQ(tarni_get_total_currentdraw(finder), -2);
-  EXPECT_LT(tarni_init(finder), 0);
-  EXPECT_EQ(tarni_get_total_currentdraw(finder), -2);
-  EXPECT_EQ(tarni_get_device_list(finder), 0);
-  tarni_subscribe_all(finder, note);
-  tarni_dummy_publish(finder, 1);
-  EXPECT_TRUE(test::eventually([] { return noted().size() == 1; }));
-}
-
 TEST_F(TarniTest, FindersShareNothing) {
   void* other = tarni_open();
   EXPECT_EQ(tarni_get_device_list(finder), 0);

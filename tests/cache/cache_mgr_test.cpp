@@ -64,15 +64,6 @@ TEST_F(CacheMgrTest, KnowsNoHandleThatItDidNotIssue) {
   EXPECT_EQ(cache.new_cache(), 0) << "asking made no entry";
 }
 
-TEST_F(CacheMgrTest, DescriptionsOutliveTheirList) {
-  const int handle = cache.new_cache();
-  cache.get_next(handle);
-  const auto device = cache.get_device_info(handle);
-  cache.free_cache(handle);
-  usb_device record = {};
-  EXPECT_EQ(device->load_usb_device_struct(&record), 0);
-}
-
 TEST_F(CacheMgrTest, ThreadsShareAListAndGetEachDeviceOnce) {
   for (int round = 0; round < 20; ++round) {
     const int handle = cache.new_cache();

@@ -132,21 +132,17 @@ TEST_F(EnduranceTest, LosesNothingInAFlood) {
 
 TEST_F(EnduranceTest, KeepsNothingOfAFinder) {
   live(50);  // allocators and other libraries keep what they got at first
-  const std::size_t descriptors = test::open_descriptors();
-  const std::size_t threads = test::running_threads();
+  const test::Holdings before;
   const std::size_t heap = test::heap_in_use();
   live(scaled(1000));
-  EXPECT_TRUE(test::eventually([&] {
-    return test::open_descriptors() <= descriptors && test::running_threads() <= threads;
-  }));
+  EXPECT_TRUE(before.are_all());
   const std::size_t slack = test::kHeapIsExact ? 256 : 32768;
   EXPECT_LE(test::heap_in_use(), heap + slack);
 }
 
 TEST_F(EnduranceTest, ClosesAtAnyMomentOfAFlood) {
   const Flood flood(manager);
-  const std::size_t descriptors = test::open_descriptors();
-  const std::size_t threads = test::running_threads();
+  const test::Holdings before;
   const int rounds = scaled(1000);
   for (int round = 0; round < rounds; ++round, forget_log(round)) {
     void* busy = tarni_open();
@@ -156,10 +152,7 @@ TEST_F(EnduranceTest, ClosesAtAnyMomentOfAFlood) {
     tarni_close(busy);
   }
   ASSERT_TRUE(manager.wait_for_connections(0));
-  // A thread that was joined can stay in /proc for a moment.
-  EXPECT_TRUE(test::eventually([&] {
-    return test::running_threads() <= threads && test::open_descriptors() <= descriptors;
-  }));
+  EXPECT_TRUE(before.are_all());
 }
 
 // Every list is freed while others walk it. Its devices are each handed out once.

@@ -3,29 +3,20 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 
 #include "sim/device_tree.h"
 #include "sim/topology_manager.h"
+#include "support/program.h"
 
 namespace tarni {
 namespace {
 
-// A program with its standard output, standard error and exit status in one pipe.
-struct Program {
+// A program that tells its exit status last.
+struct Program : test::Program {
   explicit Program(const std::string& command)
-      : output(popen(("timeout 60 env " + command + " 2>&1; echo status $?").c_str(), "r"),
-               pclose) {}
-  std::string rest(int until = EOF) {
-    std::string text;
-    for (int c; (c = fgetc(output.get())) != EOF && c != until;) text += static_cast<char>(c);
-    return text;
-  }
-  std::string line() { return rest('\n'); }
-  std::unique_ptr<FILE, int (*)(FILE*)> output;
+      : test::Program("timeout 60 env " + command + "; echo status $?") {}
 };
 
 class ExamplesTest : public testing::Test {

@@ -21,67 +21,36 @@ struct nl_sock;
 
 using namespace tarni::test;
 
-extern "C" {
-
-// Functions that fail when it is their turn and pass on otherwise, by the number of
-// their parameters: type, name, symbol, failure, errno, types of the parameters.
-#define PASS_ON(type, symbol, failure, error, types, arguments) \
-  if (faults::strikes(symbol, __builtin_return_address(0))) {   \
-    errno = error;                                              \
-    return failure;                                             \
-  }                                                             \
-  static const auto real = faults::next<type types>(symbol);    \
-  return real arguments
-#define FAULT_1(type, name, symbol, failure, error, A) \
-  type name(A a) {                                     \
-    PASS_ON(type, symbol, failure, error, (A), (a));   \
-  }
-#define FAULT_2(type, name, symbol, failure, error, A, B)  \
-  type name(A a, B b) {                                    \
-    PASS_ON(type, symbol, failure, error, (A, B), (a, b)); \
-  }
-#define FAULT_3(type, name, symbol, failure, error, A, B, C)     \
-  type name(A a, B b, C c) {                                     \
-    PASS_ON(type, symbol, failure, error, (A, B, C), (a, b, c)); \
-  }
-#define FAULT_5(type, name, symbol, failure, error, A, B, C, D, E)           \
-  type name(A a, B b, C c, D d, E e) {                                       \
-    PASS_ON(type, symbol, failure, error, (A, B, C, D, E), (a, b, c, d, e)); \
-  }
 using Start = void* (*)(void*);
 using Receive = int (*)(nl_msg*, void*);
 using Config = libusb_config_descriptor;
+using Descriptor = libusb_device_descriptor;
+
+extern "C" {
 
 // clang-format off
-FAULT_2(int, stat, "stat64", -1, EACCES, const char*, struct stat*)
-FAULT_1(DIR*, opendir, "opendir", nullptr, EACCES, const char*)
-FAULT_1(dirent*, readdir, "readdir64", nullptr, EIO, DIR*)
-FAULT_2(char*, realpath, "realpath", nullptr, ENOENT, const char*, char*)
-FAULT_2(FILE*, fopen, "fopen64", nullptr, EMFILE, const char*, const char*)
-FAULT_3(ssize_t, read, "read", -1, EIO, int, void*, size_t)
-FAULT_3(off_t, lseek, "lseek64", -1, EINVAL, int, off_t, int)
-FAULT_3(int, socket, "socket", -1, EMFILE, int, int, int)
-FAULT_3(int, bind, "bind", -1, EADDRINUSE, int, const sockaddr*, socklen_t)
-FAULT_3(int, getsockname, "getsockname", -1, ENOBUFS, int, sockaddr*, socklen_t*)
-FAULT_5(int, setsockopt, "setsockopt", -1, EPERM, int, int, int, const void*, socklen_t)
-FAULT_3(ssize_t, recvmsg, "recvmsg", -1, ENOBUFS, int, msghdr*, int)
-FAULT_2(int, libusb_get_device_descriptor, "libusb_get_device_descriptor", -1, 0, libusb_device*, libusb_device_descriptor*)
-FAULT_2(int, libusb_get_active_config_descriptor, "libusb_get_active_config_descriptor", -5, 0, libusb_device*, Config**)
-FAULT_3(int, libusb_get_port_numbers, "libusb_get_port_numbers", -8, 0, libusb_device*, uint8_t*, int)
-FAULT_5(int, nl_socket_modify_cb, "nl_socket_modify_cb", -16, 0, nl_sock*, int, int, Receive, void*)
-FAULT_2(int, nl_connect, "nl_connect", -5, 0, nl_sock*, int)
-FAULT_5(int, nl_send_simple, "nl_send_simple", -5, 0, nl_sock*, int, int, void*, size_t)
-FAULT_1(int, nl_recvmsgs_default, "nl_recvmsgs_default", -5, 0, nl_sock*)
+FAULT(int, stat, (const char* a, struct stat* b), (a, b), "stat64", -1, EACCES)
+FAULT(DIR*, opendir, (const char* a), (a), "opendir", nullptr, EACCES)
+FAULT(dirent*, readdir, (DIR* a), (a), "readdir64", nullptr, EIO)
+FAULT(char*, realpath, (const char* a, char* b), (a, b), "realpath", nullptr, ENOENT)
+FAULT(FILE*, fopen, (const char* a, const char* b), (a, b), "fopen64", nullptr, EMFILE)
+FAULT(ssize_t, read, (int a, void* b, size_t c), (a, b, c), "read", -1, EIO)
+FAULT(off_t, lseek, (int a, off_t b, int c), (a, b, c), "lseek64", -1, EINVAL)
+FAULT(int, socket, (int a, int b, int c), (a, b, c), "socket", -1, EMFILE)
+FAULT(int, bind, (int a, const sockaddr* b, socklen_t c), (a, b, c), "bind", -1, EADDRINUSE)
+FAULT(int, getsockname, (int a, sockaddr* b, socklen_t* c), (a, b, c), "getsockname", -1, ENOBUFS)
+FAULT(int, setsockopt, (int a, int b, int c, const void* d, socklen_t e), (a, b, c, d, e), "setsockopt", -1, EPERM)
+FAULT(ssize_t, recvmsg, (int a, msghdr* b, int c), (a, b, c), "recvmsg", -1, ENOBUFS)
+FAULT(int, pthread_create, (pthread_t* a, const pthread_attr_t* b, Start c, void* d), (a, b, c, d), "pthread_create", EAGAIN, 0)
+FAULT(int, libusb_get_device_descriptor, (libusb_device* a, Descriptor* b), (a, b), "libusb_get_device_descriptor", -1, 0)
+FAULT(int, libusb_get_active_config_descriptor, (libusb_device* a, Config** b), (a, b), "libusb_get_active_config_descriptor", -5, 0)
+FAULT(int, libusb_get_port_numbers, (libusb_device* a, uint8_t* b, int c), (a, b, c), "libusb_get_port_numbers", -8, 0)
+FAULT(nl_sock*, nl_socket_alloc, (), (), "nl_socket_alloc", nullptr, ENOMEM)
+FAULT(int, nl_socket_modify_cb, (nl_sock* a, int b, int c, Receive d, void* e), (a, b, c, d, e), "nl_socket_modify_cb", -16, 0)
+FAULT(int, nl_connect, (nl_sock* a, int b), (a, b), "nl_connect", -5, 0)
+FAULT(int, nl_send_simple, (nl_sock* a, int b, int c, void* d, size_t e), (a, b, c, d, e), "nl_send_simple", -5, 0)
+FAULT(int, nl_recvmsgs_default, (nl_sock* a), (a), "nl_recvmsgs_default", -5, 0)
 // clang-format on
-
-nl_sock* nl_socket_alloc() {
-  PASS_ON(nl_sock*, "nl_socket_alloc", nullptr, ENOMEM, (), ());
-}
-
-int pthread_create(pthread_t* a, const pthread_attr_t* b, Start c, void* d) {
-  PASS_ON(int, "pthread_create", EAGAIN, 0, (pthread_t*, const pthread_attr_t*, Start, void*),
-          (a, b, c, d));
-}
 
 int closedir(DIR* directory) {
   static const auto real = faults::next<int(DIR*)>("closedir");

@@ -1,34 +1,27 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <regex>
 
-#include "support/captured_stream.h"
+#include "support/program.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
 struct Result {
-  int status;          // 128 and a signal's number where one ended it
-  std::string output;  // and errors
+  int status;
+  std::string output;
 };
 
-// Runs a shell that becomes tarni-sim. The output ends when the last process does
-// that has inherited it, whoever that is.
 Result simulate(const std::string& arguments) {
-  FILE* output = popen(("exec 2>&1 " TARNI_SIM " " + arguments).c_str(), "r");
-  std::string text;
-  for (int c; (c = fgetc(output)) != EOF;) text += static_cast<char>(c);
-  const int status = pclose(output);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), text};
+  tarni::test::Program tool("exec " TARNI_SIM " " + arguments);
+  const std::string output = tool.rest();
+  return {tool.status(), output};
 }
 
 class SimToolTest : public testing::Test {

@@ -84,11 +84,13 @@ void CapturedStream::clear() {
   lseek(file, 0, SEEK_SET);
 }
 
-std::size_t open_descriptors() {
-  return entries("/proc/self/fd");
-}
-std::size_t running_threads() {
-  return entries("/proc/self/task");
+Holdings::Holdings() : descriptors(entries("/proc/self/fd")), threads(entries("/proc/self/task")) {}
+
+bool Holdings::are_all() const {
+  return eventually([this] {
+    const Holdings now;
+    return now.descriptors <= descriptors && now.threads <= threads;
+  });
 }
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)

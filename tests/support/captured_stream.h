@@ -35,9 +35,16 @@ class CapturedStream {
 template <typename Condition>
 bool eventually(Condition condition);
 
-// Number of descriptors that this process has open.
-std::size_t open_descriptors();
-std::size_t running_threads();
+// The descriptors and threads that this process had at some time.
+struct Holdings {
+  Holdings();
+  // Waits until there are no more of either.
+  bool are_all() const;
+
+  std::size_t descriptors;
+  std::size_t threads;
+};
+
 // Bytes that are allocated. Without a sanitizer, with what the C library keeps at hand.
 std::size_t heap_in_use();
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)

@@ -11,7 +11,6 @@
 #include <cstring>
 #include <deque>
 #include <mutex>
-#include <utility>
 
 namespace tarni::test::faults {
 namespace {
@@ -21,7 +20,6 @@ constexpr int kClientTimeoutMs = 600000;
 std::mutex mutex;
 Nanosleep nanosleep_replacement;
 std::deque<PollResult> poll_script;
-std::function<void()> listing_action;
 
 std::atomic<const char*> failing_function{nullptr};
 std::atomic<int> calls_left{0};
@@ -42,9 +40,8 @@ bool take_scripted(pollfd* entries, nfds_t count, int timeout, int* result) {
   return true;
 }
 
-std::function<void()> take_listing_action() {
-  const std::lock_guard<std::mutex> lock(mutex);
-  return std::exchange(listing_action, nullptr);
+bool is(const char* failing, const char* function) {
+  return failing && std::strcmp(function, failing) == 0;
 }
 
 bool is_in(const void* caller, const char* object) {
@@ -61,10 +58,7 @@ bool is_the_library(const char* function, const void* caller) {
 
 }  // namespace
 
-std::atomic<bool> eventfd_fails{false};
-std::atomic<bool> netlink_sends_fail{false};
-std::atomic<bool> libusb_init_fails{false};
-std::atomic<bool> device_lists_fail{false};
+std::atomic<const char*> always_failing{nullptr};
 std::atomic<int> contexts_closed{0};
 thread_local bool in_library = false;
 
@@ -77,16 +71,10 @@ bool call_failed() {
   return calls_left <= 0;
 }
 
-void after_next_listing(std::function<void()> action) {
-  const std::lock_guard<std::mutex> lock(mutex);
-  listing_action = std::move(action);
-}
-
 // Takes no lock and gets no memory: asked before every call, operator new included.
 bool strikes(const char* function, const void* caller) {
-  const char* failing = failing_function;
-  return failing && std::strcmp(function, failing) == 0 && is_the_library(function, caller) &&
-         --calls_left == 0;
+  if (is(always_failing, function)) return true;
+  return is(failing_function, function) && is_the_library(function, caller) && --calls_left == 0;
 }
 
 void replace_nanosleep(Nanosleep replacement) {
@@ -99,17 +87,11 @@ void script_poll(std::vector<PollResult> results) {
   poll_script.assign(results.begin(), results.end());
 }
 
-bool poll_script_done() {
-  const std::lock_guard<std::mutex> lock(mutex);
-  return poll_script.empty();
-}
-
 void clear() {
   replace_nanosleep(nullptr);
   script_poll({});
   fail_call(nullptr, 0);
-  after_next_listing(nullptr);
-  eventfd_fails = netlink_sends_fail = libusb_init_fails = device_lists_fail = false;
+  always_failing = nullptr;
 }
 
 }  // namespace tarni::test::faults
@@ -127,57 +109,21 @@ int nanosleep(const timespec* wanted, timespec* left) {
 }
 
 int poll(pollfd* entries, nfds_t count, int timeout) {
-  if (faults::strikes("poll", __builtin_return_address(0))) {
-    errno = EINTR;
-    return -1;
-  }
   int result;
   if (faults::take_scripted(entries, count, timeout, &result)) return result;
-  static const auto real = faults::next<decltype(poll)>("poll");
-  return real(entries, count, timeout);
+  PASS_ON(int, (pollfd*, nfds_t, int), (entries, count, timeout), "poll", -1, EINTR)
 }
 
-int eventfd(unsigned int value, int flags) {
-  if (faults::eventfd_fails || faults::strikes("eventfd", __builtin_return_address(0))) {
-    errno = EMFILE;
-    return -1;
-  }
-  static const auto real = faults::next<decltype(eventfd)>("eventfd");
-  return real(value, flags);
-}
-
-// libnl sends a single message this way, and libusb sends none.
-ssize_t sendmsg(int fd, const msghdr* message, int flags) {
-  if ((faults::netlink_sends_fail && message->msg_namelen == 12) ||
-      faults::strikes("sendmsg", __builtin_return_address(0))) {
-    errno = ECONNREFUSED;
-    return -1;
-  }
-  static const auto real = faults::next<decltype(sendmsg)>("sendmsg");
-  return real(fd, message, flags);
-}
-
-int libusb_init(libusb_context** context) {
-  if (faults::libusb_init_fails || faults::strikes("libusb_init", __builtin_return_address(0)))
-    return LIBUSB_ERROR_OTHER;
-  static const auto real = faults::next<decltype(libusb_init)>("libusb_init");
-  return real(context);
-}
+FAULT(int, eventfd, (unsigned int a, int b), (a, b), "eventfd", -1, EMFILE)
+FAULT(ssize_t, sendmsg, (int a, const msghdr* b, int c), (a, b, c), "sendmsg", -1, ECONNREFUSED)
+FAULT(int, libusb_init, (libusb_context * *a), (a), "libusb_init", LIBUSB_ERROR_OTHER, 0)
+FAULT(ssize_t, libusb_get_device_list, (libusb_context * a, libusb_device*** b), (a, b),
+      "libusb_get_device_list", LIBUSB_ERROR_NO_MEM, 0)
 
 void libusb_exit(libusb_context* context) {
   static const auto real = faults::next<decltype(libusb_exit)>("libusb_exit");
   ++faults::contexts_closed;
   real(context);
-}
-
-ssize_t libusb_get_device_list(libusb_context* context, libusb_device*** list) {
-  if (faults::device_lists_fail ||
-      faults::strikes("libusb_get_device_list", __builtin_return_address(0)))
-    return LIBUSB_ERROR_NO_MEM;
-  static const auto real = faults::next<decltype(libusb_get_device_list)>("libusb_get_device_list");
-  const ssize_t result = real(context, list);
-  if (const auto action = faults::take_listing_action()) action();
-  return result;
 }
 
 }  // extern "C"

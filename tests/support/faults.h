@@ -26,12 +26,9 @@ struct PollResult {
 void replace_nanosleep(Nanosleep replacement);
 // The next waits of topology-manager clients give these results, one each.
 void script_poll(std::vector<PollResult> results);
-bool poll_script_done();
 
-extern std::atomic<bool> eventfd_fails;
-extern std::atomic<bool> netlink_sends_fail;
-extern std::atomic<bool> libusb_init_fails;
-extern std::atomic<bool> device_lists_fail;
+// All calls to `function` fail from now on, whoever makes them; nullptr: none.
+extern std::atomic<const char*> always_failing;
 
 // The call to `function` that is the given one from now on fails, counting those that
 // the shared library makes and those that libnl and the C++ library make for it.
@@ -52,9 +49,6 @@ Function* next(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-// Called once, when libusb has listed the devices and nobody has looked at them yet.
-void after_next_listing(std::function<void()> action);
-
 // How many libusb contexts were closed.
 extern std::atomic<int> contexts_closed;
 
@@ -62,3 +56,16 @@ extern std::atomic<int> contexts_closed;
 void clear();
 
 }  // namespace tarni::test::faults
+
+// The body of a function that fails when it is its turn, and passes on otherwise.
+#define PASS_ON(type, parameters, arguments, symbol, failure, error)           \
+  if (tarni::test::faults::strikes(symbol, __builtin_return_address(0))) {     \
+    errno = error;                                                             \
+    return failure;                                                            \
+  }                                                                            \
+  static const auto real = tarni::test::faults::next<type parameters>(symbol); \
+  return real arguments;
+#define FAULT(type, name, parameters, arguments, symbol, failure, error) \
+  type name parameters {                                                 \
+    PASS_ON(type, parameters, arguments, symbol, failure, error)         \
+  }

@@ -1,69 +1,20 @@
 // SPDX-License-Identifier: MIT
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/ioctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "sim/device_tree.h"
 #include "sim/topology_manager.h"
-#include "support/captured_stream.h"
+#include "support/program.h"
 
 namespace tarni::cli {
 namespace {
 
 using nlohmann::json;
 
-// The command with its standard output and standard error in one pipe, or with
-// what the shell makes of redirections among its arguments.
-class Command {
- public:
-  explicit Command(const std::string& arguments) {
-    const std::string line = "exec " TARNI_COMMAND " " + arguments;
-    int ends[2];
-    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    pid_ = fork();
-    if (pid_ == 0) {
-      dup2(ends[1], 1);
-      dup2(ends[1], 2);
-      execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
-      _exit(127);
-    }
-    close(ends[1]);
-    output_ = fdopen(ends[0], "r");
-  }
-  ~Command() { static_cast<void>(fclose(output_)); }
-  Command(const Command&) = delete;
-  Command& operator=(const Command&) = delete;
-
-  std::string rest(int until = EOF) {
-    std::string text;
-    for (int c; (c = fgetc(output_)) != EOF && c != until;) text += static_cast<char>(c);
-    return text;
-  }
-  std::string line() { return rest('\n'); }
-  void send(int signal) { kill(pid_, signal); }
-  // Waits until the command cannot write: one line fills a pipe of one page.
-  bool gets_stuck() {
-    fcntl(fileno(output_), F_SETPIPE_SZ, 4096);
-    int bytes = 0;
-    return test::eventually(
-        [&] { return ioctl(fileno(output_), FIONREAD, &bytes) == 0 && bytes > 0; });
-  }
-  // The exit status, or the signal that ended it as a negative number.
-  int status() {
-    int status = 0;
-    waitpid(pid_, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-  }
-
- private:
-  pid_t pid_;
-  FILE* output_;
+struct Command : test::Program {
+  explicit Command(const std::string& arguments) : Program("exec " TARNI_COMMAND " " + arguments) {}
 };
 
 class CommandTest : public testing::Test {
@@ -138,7 +89,7 @@ TEST_F(CommandTest, WatchEndsBySignalAtAnyTime) {
   Command waiting("watch");
   ASSERT_TRUE(manager.wait_for_registration());
   waiting.send(SIGINT);
-  EXPECT_EQ(waiting.status(), -SIGINT);
+  EXPECT_EQ(waiting.status(), 128 + SIGINT);
 
   manager.answer_register();
   Command watching("watch");
