@@ -32,9 +32,9 @@ TEST(TextTest, CutsByColumnsNotByBytes) {
 
 TEST(TreeTest, HangsDevicesOnTheNearestHubThatIsThere) {
   const std::vector<std::string> lines =
-      tree_of({"usb1", "1-1", "1-1.2", "1-1.4.3", "1-2", "2-1", "usb10"});
+      tree_of({"usb1", "1-1", "1-1.2", "1-1.4.3", "1-2", "1-2.1", "2-1", "usb10"});
   EXPECT_EQ(lines, (std::vector<std::string>{"usb1", "├─ 1-1", "│  ├─ 1-1.2", "│  └─ 1-1.4.3",
-                                             "└─ 1-2", "2-1", "usb10"}));
+                                             "└─ 1-2", "   └─ 1-2.1", "2-1", "usb10"}));
 }
 
 TEST(FollowupsTest, ForgetsWhatHangsOnARemovedHubAndNothingElse) {
