@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "events/publisher.h"
 
+#include <chrono>
 #include <exception>
 #include <stdexcept>
 #include <utility>
@@ -18,7 +19,7 @@ constexpr EventType kAllTypes[] = {
     OVERCURRENT_DETECTED, OVERCURRENT_REMOVED, UNSUPPORTED_DEVICE,
 };
 
-constexpr int kYields = 30;
+constexpr std::chrono::microseconds kPause{50};
 
 }  // namespace
 
@@ -60,15 +61,16 @@ void Publisher::publish(std::shared_ptr<Event> event) {
   publish_cv.notify_all();
 }
 
-// In a burst the next event is there before a sleeping thread could be woken, and
-// waking it costs the publishing thread more than all the rest of publish(). An
-// idle machine loses some microseconds an event.
-void Publisher::yield_until_published() const {
-  for (int i = 0; i < kYields && !published; ++i) std::this_thread::yield();
+// Waking a thread costs the publishing thread more than all the rest of publish().
+// So in a burst the delivery thread comes back by itself, for several events at a
+// time. An event close behind another one is therefore delivered up to the pause
+// later, which takes some 100 us with the kernel's usual timer slack.
+void Publisher::pause_unless_published() const {
+  if (!published) std::this_thread::sleep_for(kPause);
 }
 
 bool Publisher::wait_for_publish() {
-  yield_until_published();
+  pause_unless_published();
   std::unique_lock<std::mutex> lock(publish_mutex);
   // One wait and no loop: a spurious wake-up is told by the result, and the
   // delivery thread then looks whether it should still run.

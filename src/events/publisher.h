@@ -45,7 +45,7 @@ class Publisher {
 
  private:
   bool wait_for_publish();
-  void yield_until_published() const;
+  void pause_unless_published() const;
   void pub_worker();
   void deliver_queued();
   std::shared_ptr<Event> take_front();
