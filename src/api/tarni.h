@@ -19,9 +19,10 @@
  *   finder       what tarni_open() returns: one independent instance. Finders
  *                share nothing and may be used from different threads freely.
  *   device list  a snapshot of the attached devices, taken once and never
- *                refreshed (but for a disk that was late), named by an int that is valid with its
- * finder only. It has one cursor, which stands before the first device at first, and which all
- * threads that use the list share.
+ *                refreshed (but for a disk that was late), named by an int
+ *                that is valid with its finder only. It has one cursor, which
+ *                stands before the first device at first, and which all
+ *                threads that use the list share.
  *
  * Threads
  *   tarni_open(), tarni_init() and tarni_close() must not run at the same time
