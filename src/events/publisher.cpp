@@ -106,11 +106,12 @@ std::shared_ptr<Event> Publisher::take_front() {
 }
 
 void Publisher::dispatch_callback(std::shared_ptr<Event> event) {
+  const Callbacks& callbacks = subscribers_to(event->type);
   // By index, with the end taken once: a callback may subscribe to the very type
   // that is being delivered, which moves the callbacks.
-  const std::size_t count = subscriber_count(event->type);
+  const std::size_t count = subscriber_count(callbacks);
   for (std::size_t i = 0; i < count; ++i) {
-    const Callback callback = subscriber(event->type, i);
+    const Callback callback = subscriber(callbacks, i);
     if (is_running()) invoke(callback, *event);
   }
 }
@@ -137,16 +138,21 @@ bool Publisher::queue_is_empty() const {
   return event_queue.empty();
 }
 
-// Unguarded on purpose, both: hosts subscribe before events arrive, or from a
+// Unguarded on purpose, all three: hosts subscribe before events arrive, or from a
 // callback and so on this thread, and a delivery never waits for a subscription.
 // Entries are never removed while this thread runs.
-std::size_t Publisher::subscriber_count(EventType type) const {
+const Publisher::Callbacks& Publisher::subscribers_to(EventType type) const {
+  static const Callbacks none;
   const auto found = subscribers.find(type);
-  return found == subscribers.end() ? 0 : found->second.size();
+  return found == subscribers.end() ? none : found->second;
 }
 
-Publisher::Callback Publisher::subscriber(EventType type, std::size_t index) const {
-  return subscribers.find(type)->second[index];
+std::size_t Publisher::subscriber_count(const Callbacks& callbacks) {
+  return callbacks.size();
+}
+
+Publisher::Callback Publisher::subscriber(const Callbacks& callbacks, std::size_t index) {
+  return callbacks[index];
 }
 
 // Unguarded on purpose: a flag that goes from true to false once. The waking

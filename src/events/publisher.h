@@ -23,10 +23,9 @@ namespace tarni {
 //
 // One per finder, shared by the finder and its topology-manager client. Public
 // operations may be called from any thread, also from a callback; but a thread
-// other than the delivery thread that subscribes while an event of that type is
-// being delivered pulls the table from under the delivery, which reads it without
-// the lock. Destroyed by whoever drops the last reference; events not yet
-// delivered are dropped with it.
+// other than the delivery thread that subscribes while an event is being delivered
+// pulls the table from under the delivery, which reads it without the lock. Destroyed by whoever
+// drops the last reference; events not yet delivered are dropped with it.
 class Publisher {
  public:
   using Callback = std::function<void(usb_event_info)>;
@@ -44,6 +43,8 @@ class Publisher {
   void publish(std::shared_ptr<Event> event);
 
  private:
+  using Callbacks = std::vector<Callback>;
+
   bool wait_for_publish();
   void pause_unless_published() const;
   void pub_worker();
@@ -52,8 +53,9 @@ class Publisher {
   void dispatch_callback(std::shared_ptr<Event> event);
   void invoke(const Callback& callback, const Event& event);
   bool queue_is_empty() const;
-  std::size_t subscriber_count(EventType type) const;
-  Callback subscriber(EventType type, std::size_t index) const;
+  const Callbacks& subscribers_to(EventType type) const;
+  static std::size_t subscriber_count(const Callbacks& callbacks);
+  static Callback subscriber(const Callbacks& callbacks, std::size_t index);
   bool is_running() const;
   void stop_running();
 
@@ -64,9 +66,9 @@ class Publisher {
   // Set by publish(), cleared by wait_for_publish(), both under publish_mutex.
   std::atomic<bool> published{false};
   std::mutex publish_mutex;
-  // Written under publish_mutex; subscriber_count() and subscriber() look at it
-  // without.
-  std::map<EventType, std::vector<Callback>> subscribers;
+  // Written under publish_mutex; subscribers_to(), subscriber_count() and
+  // subscriber() look at it without.
+  std::map<EventType, Callbacks> subscribers;
   std::thread worker;
   // Cleared by the destructor without a lock; see is_running().
   bool running = true;
