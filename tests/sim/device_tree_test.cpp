@@ -82,6 +82,10 @@ TEST(DeviceTreeTest, LaysFilesOutAsTheKernelDoes) {
             "0003:1050:0120.0001");
   EXPECT_TRUE(fs::exists("/sys/bus/usb/devices/1-3/1-3:1.0/tty/ttyACM0"));
   EXPECT_EQ(tree.nodes("usb1"), (Names{"/dev/hidraw0", "/dev/sda", "/dev/sdb", "/dev/ttyACM0"}));
+  Device voices = DeviceOfClass("1-4", 1);
+  voices.interfaces.push_back(voices.interfaces[0]);
+  voices.interfaces[1].alternate = 1;
+  tree.attach(voices);
   EXPECT_TRUE(fs::is_block_file("/dev/sdb") && fs::is_character_file("/dev/hidraw0"));
 }
 
@@ -100,9 +104,12 @@ TEST(DeviceTreeTest, WritesOddContentsButRefusesOddNames) {
     EXPECT_THROW(tree.attach(Hid(port)), std::invalid_argument) << port.substr(0, 65);
   }
   EXPECT_THROW(tree.attach(Hid("1-2").attribute("../x", "")), std::invalid_argument);
-  EXPECT_THROW(tree.add_disk("1-1"), std::invalid_argument);
-  EXPECT_THROW(tree.remove("1-2"), std::out_of_range);
-  EXPECT_EQ(tree.devices(), (Names{"1-1", "usb1"}));
+  tree.attach(Disk("1-2"));
+  tree.remove("1-2");
+  tree.attach(Hid("1-2"));
+  for (const char* port : {"1-1", "1-2"}) EXPECT_THROW(tree.add_disk(port), std::invalid_argument);
+  EXPECT_THROW(tree.remove("1-3"), std::out_of_range);
+  EXPECT_EQ(tree.devices(), (Names{"1-1", "1-2", "usb1"}));
 }
 
 TEST(DeviceTreeTest, LoadsRecordingsAndGoesOnFromThere) {
@@ -128,6 +135,7 @@ TEST(DeviceTreeTest, SaysWhatIsWrongWithARecording) {
       {"P: /sys/../a\n", "x:1: a device has to begin with \"P: /devices/...\""},
       {good + "E:\n", "x:3: neither a P, N, S, E, A, L nor H line"},
       {good + "A: dev=../a\n", "x:3: malformed attribute"},
+      {good + "A: /a=b\n", "x:3: malformed attribute"},
       {good + "\n" + good, "x:4: the same device a second time"},
       {good + "N: a\n", "x: /devices/a has a device node but no DEVNAME property"},
       {good + "E: MINOR=/../b\n", "x: /devices/a has a malformed MAJOR or MINOR property"},

@@ -136,6 +136,7 @@ TEST_F(SimToolTest, AnswersAsTheScriptSays) {
       {"current fail", "current", 5},
       {"current 7 current silent expect query", "current", 5},
       {"current 7 current after 5s", "current", 5},
+      {"attach disk 1-1 --disk-after 10ms start remove 1-1 wait 50ms", "watch --timeout 1", 0},
       {"register never", "watch --timeout 0.3", 4},
       {"register late 5s", "watch --timeout 0.3", 4},
       {"expect registered occluded 1-1 expect ack 0x8b hang-up expect closed", "watch --timeout 1",
@@ -152,7 +153,7 @@ TEST_F(SimToolTest, FailsWhenAnExpectationDoesAndSaysWhatCame) {
   const Result late = simulate_story(
       "expect registered\nattach keyboard 1-1\nexpect ack 0x82 times 2 within 300ms\n"
       "expect query within 10ms",
-      "$tarni watch");
+      "$tarni watch --timeout 5");
   EXPECT_NE(late.output.find("story:3: expect ack 0x82 times 2 within 300ms: ack 0x82 came\n"),
             std::string::npos);
   EXPECT_NE(late.output.find("story:4: expect query within 10ms: nothing came\n"),

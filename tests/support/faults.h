@@ -8,7 +8,7 @@
 #include <functional>
 #include <vector>
 
-// System calls of the test program, and so of the library under test, that can be
+// Functions below the test program, and so of the library under test, that can be
 // made to fail, or to pass without taking their time. All pass on what they are
 // not told to replace.
 namespace tarni::test::faults {
