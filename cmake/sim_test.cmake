@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: MIT
 # tarni_sim_test(<target>) registers each case of a GoogleTest executable with
 # CTest, to run in a simulated machine: with the netlink stand-in and umockdev's
-# preload object, in this order, as the latter goes past all others. By hand:
+# preload object, in this order, as the latter goes past all others. By hand, in the
+# build directory:
 #
-#   LD_PRELOAD=./libtarni-netlink.so:libumockdev-preload.so.0 ./unit_test
+#   LD_PRELOAD=./libtarni-netlink.so:libumockdev-preload.so.0 tests/unit_test
 include(GoogleTest)
 
 set(_sim_test_properties

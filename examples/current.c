@@ -26,13 +26,15 @@ static int start_timer(int ms) {
   return timer;
 }
 
-/* Two negative results are none that a sane topology manager sends. */
+/* Nothing below 0 is a current that a sane topology manager reports. */
 static int tell_current(FILE* out, void* finder) {
   const int total = tarni_get_total_currentdraw(finder);
   if (total == -1)
     fputs("the topology manager cannot tell the current\n", out);
   else if (total == -2)
     fputs("no answer; asking again\n", out);
+  else if (total < 0)
+    fputs("no sane reading\n", out);
   else
     fprintf(out, "%d mA\n", total);
   return total >= 0;

@@ -10,7 +10,7 @@
 
 namespace tarni::sim {
 
-// "acknowledgement 0x82", "registration", ...
+// "ack 0x82", "registration", ...
 std::string message_words(const ReceivedMessage& message);
 
 // What happened in the machine, line by line with the seconds since the start.

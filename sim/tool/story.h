@@ -57,7 +57,7 @@ class Story {
   Host& host_;
   Journal& journal_;
   std::multimap<Clock::time_point, LateDisks> due_;
-  std::size_t heard_ = 0;  // messages that had come when the last expectation was met
+  std::size_t heard_ = 0;  // messages that had come when the last expectation ended
   bool failed_ = false;
 };
 

@@ -28,16 +28,15 @@
  *   tarni_open(), tarni_init() and tarni_close() must not run at the same time
  *   as any other call on the same finder. A callback may call while tarni_init()
  *   runs, but one that still runs when the finder is being closed must not call
- *   into it any more. All other
- *   functions may be called from any thread at any time in between, also from
- *   inside a callback, but for tarni_subscribe(), tarni_subscribe_all() and
- *   tarni_get_total_currentdraw(), which see.
+ *   into it any more. All other functions may be called from any thread at any
+ *   time in between, also from inside a callback, but for tarni_subscribe(),
+ *   tarni_subscribe_all() and tarni_get_total_currentdraw(), which see.
  *
  * Errors
  *   Functions return a negative number on failure, set no errno, and give -1
  *   (or do nothing, where they return nothing) for a null finder. Any other
  *   pointer that did not come from tarni_open(), or that went through
- *   tarni_close(), is undefined behaviour, as is a null output record. In a C++
+ *   tarni_close(), is undefined behaviour, as is a null output record or buffer. In a C++
  *   host, exceptions of the standard library (no memory) leave the calls.
  *
  * Log
@@ -191,6 +190,7 @@ TARNI_API void tarni_close(void* finder);
  * twice is called twice. There is no unsubscribing.
  *
  * type: an EventType, or any other number that tarni_dummy_publish() is given.
+ * callback: a null one is taken, and each event then logs an error.
  *
  * Subscribe before tarni_init(), or from a callback. A subscription that another
  * thread makes while an event is being delivered is undefined behaviour: delivery
@@ -264,7 +264,8 @@ TARNI_API int tarni_get_device_info(void* finder, int list, usb_device* device);
 
 /*
  * Describes the device at a sysfs path, such as /sys/bus/usb/devices/1-1.2, which
- * has to match usb_device::sysfs_path to the letter.
+ * has to match usb_device::sysfs_path to the letter; the empty one finds the first
+ * device that has none, as a root hub.
  *
  * Every call takes a snapshot that stays (with its memory and two descriptors)
  * until tarni_close(): to look up devices often, walk a list instead. A null path

@@ -56,8 +56,8 @@ class UsbDeviceInfo {
   int dump_info();
 
   // The strings by the other road, from the device itself, which has to be opened
-  // for it; loading takes them from sysfs. Only while the snapshot lives, whose
-  // libusb context it needs, and beside no other use of the description.
+  // for it; loading takes them from sysfs. Beside no other use of the description,
+  // and only while the libusb context is open, which one of a snapshot keeps so.
   int load_info_from_strdesc();
 
  private:

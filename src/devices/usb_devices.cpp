@@ -15,8 +15,8 @@ UsbDevices::UsbDevices() : UsbDevices(Unopened()) {
   libusb_context* opened = nullptr;
   if (libusb_init(&opened) < 0) return;
   ctx.reset(opened, libusb_exit);
-  initialised = true;
   load_devices();
+  initialised = true;
 }
 
 // The context closes with the last description, not before: of a device that was

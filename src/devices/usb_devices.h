@@ -53,7 +53,7 @@ class UsbDevices {
 
   std::shared_ptr<libusb_context> ctx;  // shared with the descriptions
   libusb_device** devlist = nullptr;    // while it is being read
-  bool initialised = false;             // ctx is open
+  bool initialised = false;             // loaded, with an open ctx
   std::vector<std::shared_ptr<UsbDeviceInfo>> devices;
   std::atomic<std::int32_t> cursor{-1};
 };
