@@ -98,7 +98,7 @@ TEST_F(CommandTest, WatchEndsBySignalAtAnyTime) {
   manager.hub_removed("1-4");
   EXPECT_NE(watching.line().find("hub removed            /sys/bus/usb/devices/1-4"),
             std::string::npos);
-  manager.burst(100, sim::notification_payload(sim::Notification::kHubRemoved, "1-4"));
+  manager.burst(10, sim::notification_payload(sim::Notification::kHubRemoved, "1-4"));
   ASSERT_TRUE(watching.gets_stuck());
   watching.send(SIGTERM);
   EXPECT_EQ(watching.status(), 0);
