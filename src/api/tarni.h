@@ -36,8 +36,9 @@
  *   Functions return a negative number on failure, set no errno, and give -1
  *   (or do nothing, where they return nothing) for a null finder. Any other
  *   pointer that did not come from tarni_open(), or that went through
- *   tarni_close(), is undefined behaviour, as is a null output record or buffer. In a C++
- *   host, exceptions of the standard library (no memory) leave the calls.
+ *   tarni_close(), is undefined behaviour, as is a null output record or
+ *   buffer. In a C++ host, exceptions of the standard library (no memory) leave
+ *   the calls.
  *
  * Log
  *   The library reports on standard error in lines that begin "[UDF] ", and

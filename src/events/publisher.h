@@ -24,8 +24,9 @@ namespace tarni {
 // One per finder, shared by the finder and its topology-manager client. Public
 // operations may be called from any thread, also from a callback; but a thread
 // other than the delivery thread that subscribes while an event is being delivered
-// pulls the table from under the delivery, which reads it without the lock. Destroyed by whoever
-// drops the last reference; events not yet delivered are dropped with it.
+// pulls the table from under the delivery, which reads it without the lock.
+// Destroyed by whoever drops the last reference; events not yet delivered are
+// dropped with it.
 class Publisher {
  public:
   using Callback = std::function<void(usb_event_info)>;
